@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/types.h"
+
+/// The file calls of Windows, as far as they are used. A path ends in NUL and compares without
+/// regard to case. Each call sets the last error when it fails.
+namespace platform {
+
+inline constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
+inline constexpr DWORD FILE_ATTRIBUTE_READONLY = 0x01;
+inline constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
+inline constexpr DWORD FILE_ATTRIBUTE_ARCHIVE = 0x20;
+
+inline constexpr DWORD MOVEFILE_DELAY_UNTIL_REBOOT = 4;
+
+/// The attribute bits of a file or directory, or INVALID_FILE_ATTRIBUTES.
+[[nodiscard]] DWORD GetFileAttributesW(const char16_t* path);
+
+/// Deletes a file; non-zero on success. A missing file is error 2, a directory or read-only file 5,
+/// a file in use 32.
+[[nodiscard]] BOOL DeleteFileW(const char16_t* path);
+
+/// With `newPath` null and the flag MOVEFILE_DELAY_UNTIL_REBOOT: has the system delete the file at
+/// the next restart; non-zero when that is registered.
+[[nodiscard]] BOOL MoveFileExW(const char16_t* path, const char16_t* newPath, DWORD flags);
+
+}  // namespace platform

@@ -1,0 +1,99 @@
+#include "platform/simulated/machine.h"
+
+#include <algorithm>
+#include <cassert>
+#include <set>
+
+namespace platform::simulated {
+
+namespace {
+
+Machine* currentMachine = nullptr;
+
+constexpr KnownExport kKnownExports[] = {
+    {u"MSI.DLL", "MsiEnumPatchesExW"},
+    {u"MSI.DLL", "MsiGetPatchInfoExW"},
+};
+
+}  // namespace
+
+void FaultTable::Add(Fault fault) {
+    Place place(fault.call, FoldCase(fault.subject));
+    faults_[std::move(place)].push_back(std::move(fault));
+}
+
+std::optional<DWORD> FaultTable::Meet(std::string_view call, std::u16string_view subject) {
+    std::optional<DWORD> code;
+    if (faults_.empty())
+        return code;
+    const std::string name(call);
+    const std::u16string folded = FoldCase(subject);
+    // A set, since without a subject two of these are the same place.
+    const std::set<Place> places = {{name, folded}, {name, u""}, {"", folded}, {"", u""}};
+    for (const Place& place : places) {
+        const auto found = faults_.find(place);
+        if (found == faults_.end())
+            continue;
+        for (Fault& fault : found->second) {
+            ++fault.met;
+            if (!code && fault.met >= fault.first && fault.met <= fault.last)
+                code = fault.code;
+        }
+    }
+    return code;
+}
+
+std::optional<DWORD> Machine::BeginCall(std::string_view call, std::u16string_view subject,
+                                        std::initializer_list<std::uint64_t> numbers) {
+    const auto count = callCounts.find(call);
+    if (count == callCounts.end())
+        callCounts.emplace(call, 1U);
+    else
+        ++count->second;
+    if (recordsCalls)
+        calls.push_back({std::string(call), std::u16string(subject), numbers});
+    const std::optional<DWORD> code = faults.Meet(call, subject);
+    if (code)
+        lastError = *code;
+    return code;
+}
+
+std::uintptr_t Machine::MakeHandle() {
+    return lastHandle += 4;
+}
+
+unsigned Machine::CallCount(std::string_view call) const {
+    const auto found = callCounts.find(call);
+    return found == callCounts.end() ? 0 : found->second;
+}
+
+bool Machine::IsMissing(std::u16string_view module, std::string_view function) const {
+    const std::u16string wanted = FoldCase(module);
+    return std::any_of(missing.begin(), missing.end(), [&](const MissingExport& entry) {
+        return FoldCase(entry.module) == wanted &&
+               (entry.function.empty() || entry.function == function);
+    });
+}
+
+MachineScope::MachineScope(Machine& machine) : outer_(currentMachine) {
+    currentMachine = &machine;
+}
+
+MachineScope::~MachineScope() {
+    currentMachine = outer_;
+}
+
+Machine& CurrentMachine() {
+    assert(currentMachine != nullptr && "a platform call outside of every MachineScope");
+    return *currentMachine;
+}
+
+bool IsKnownExport(std::u16string_view module, std::string_view function) {
+    const std::u16string wanted = FoldCase(module);
+    return std::any_of(
+        std::begin(kKnownExports), std::end(kKnownExports), [&](const KnownExport& known) {
+            return known.module == wanted && (function.empty() || known.function == function);
+        });
+}
+
+}  // namespace platform::simulated

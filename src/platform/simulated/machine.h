@@ -1,0 +1,182 @@
+#pragma once
+
+#include "platform/simulated/drive.h"
+#include "platform/simulated/installer_tree.h"
+#include "platform/simulated/registry_store.h"
+
+#include <chrono>
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// A machine in memory, on which the platform calls act where there is no Windows.
+///
+/// A `Machine` is plain data that a test builds in a few lines and an image loads and saves. It
+/// knows what is open on it, counts and, on request, records what was asked of it, and can fail any
+/// call.
+namespace platform::simulated {
+
+/// The process whose calls these are.
+struct Process {
+    std::u16string account = u"S-1-5-18";  ///< its SID, LocalSystem's unless something else is said
+    DWORD session = 0;
+    std::u16string module = u"C:\\Windows\\Temp\\Saltrove.exe";
+};
+
+/// The clock. It stands still at `utc`, or shows the host's time where that is empty.
+struct Clock {
+    std::optional<std::chrono::sys_time<std::chrono::milliseconds>> utc;
+    std::chrono::minutes offset{0};      ///< local time less UTC
+    std::chrono::nanoseconds steady{0};  ///< the monotonic clock's reading while `utc` is set ...
+    std::chrono::nanoseconds perReading{0};  ///< ... and by how much each reading of it goes ahead
+};
+
+/// A module, or a function of one if `function` is not empty, that cannot be had.
+struct MissingExport {
+    std::u16string module;
+    std::string function;
+};
+
+struct Session {
+    DWORD id = 0;
+    bool isActive = false;
+};
+
+/// A process that runs beside the tool.
+struct OtherProcess {
+    DWORD id = 0;
+    DWORD session = 0;
+    std::u16string account;
+    std::u16string imagePath;
+};
+
+/// A process that the tool started.
+struct StartedProcess {
+    DWORD id = 0;
+    DWORD session = 0;
+    std::u16string account;
+    std::u16string commandLine;
+};
+
+/// A failure laid over the machine's ordinary answers: calls named `call` about `subject` fail with
+/// `code`, from the `first`th to the `last`th of them. An empty name or subject means any.
+struct Fault {
+    std::string call;
+    std::u16string subject;
+    DWORD code = 0;
+    unsigned first = 1;
+    unsigned last = std::numeric_limits<unsigned>::max();
+    unsigned met = 0;  ///< how many such calls there were so far
+};
+
+/// The faults of a machine, found quickly however many there are.
+class FaultTable {
+  public:
+    void Add(Fault fault);
+    void Clear() {
+        faults_.clear();
+    }
+    /// Counts the call in every fault that it meets; the code with which it fails, if it does.
+    std::optional<DWORD> Meet(std::string_view call, std::u16string_view subject);
+
+  private:
+    using Place = std::pair<std::string, std::u16string>;  // call and subject, in one letter case
+    std::map<Place, std::vector<Fault>> faults_;
+};
+
+/// One call as it was made: its subject (a full key path, a file path, a patch and a property, ...)
+/// and its numeric arguments in their order.
+struct CallRecord {
+    std::string call;
+    std::u16string subject;
+    std::vector<std::uint64_t> numbers;
+};
+
+struct OpenKey {
+    std::u16string path;
+    DWORD access = 0;
+};
+
+/// A text-mode file that is open for appending, with what has not yet reached the drive.
+struct OpenStream {
+    std::u16string path;
+    std::string held;
+};
+
+/// What the running process holds open, by handle.
+struct OpenObjects {
+    std::map<std::uintptr_t, OpenKey> keys;
+    std::map<std::uintptr_t, OpenStream> streams;
+    std::map<std::uintptr_t, std::u16string> modules;
+    std::map<std::uintptr_t, std::string> locales;
+
+    [[nodiscard]] std::size_t Count() const {
+        return keys.size() + streams.size() + modules.size() + locales.size();
+    }
+};
+
+struct Machine {
+    Registry registry;
+    Drive drive;
+    Process process;
+    Clock clock;
+    std::u16string windowsDirectory = u"C:\\Windows";
+    std::vector<MissingExport> missing;
+    std::vector<Session> sessions;
+    std::vector<OtherProcess> processes;
+    std::vector<StartedProcess> startedProcesses;
+    FaultTable faults;
+
+    OpenObjects open;
+    std::uintptr_t lastHandle = 0x1000;
+    std::size_t badHandles = 0;  ///< calls that were given a handle that is not open
+    DWORD lastError = 0;
+
+    std::map<std::string, unsigned, std::less<>> callCounts;
+    bool recordsCalls = false;
+    std::vector<CallRecord> calls;  ///< in order, if `recordsCalls`
+
+    InstallerTree installer;  ///< worked out from the registry, at need
+
+    /// Every simulated call begins with this: it counts, records, and gives the code of the fault
+    /// that the call meets, if any.
+    std::optional<DWORD> BeginCall(std::string_view call, std::u16string_view subject = {},
+                                   std::initializer_list<std::uint64_t> numbers = {});
+
+    /// A handle value that was never given before.
+    std::uintptr_t MakeHandle();
+
+    /// How often a call was made.
+    [[nodiscard]] unsigned CallCount(std::string_view call) const;
+
+    /// Whether a module, or with a function name that function of it, cannot be had.
+    [[nodiscard]] bool IsMissing(std::u16string_view module, std::string_view function) const;
+};
+
+/// The machine that the platform calls act on, for the length of a scope. Scopes nest.
+class MachineScope {
+  public:
+    explicit MachineScope(Machine& machine);
+    ~MachineScope();
+    MachineScope(const MachineScope&) = delete;
+    MachineScope& operator=(const MachineScope&) = delete;
+
+  private:
+    Machine* outer_;
+};
+
+/// The machine of the innermost scope. There has to be one.
+[[nodiscard]] Machine& CurrentMachine();
+
+/// The modules that a simulated machine has, and the functions that can be looked up in them.
+struct KnownExport {
+    std::u16string_view module;
+    std::string_view function;
+};
+[[nodiscard]] bool IsKnownExport(std::u16string_view module, std::string_view function);
+
+}  // namespace platform::simulated

@@ -1,0 +1,143 @@
+#include "platform/simulated/registry_store.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace platform::simulated {
+
+static_assert(std::endian::native == std::endian::little, "values are stored little-endian");
+
+namespace {
+
+struct RootName {
+    std::u16string_view name;
+    std::u16string_view place;
+};
+
+constexpr std::u16string_view kUsers = u"HKEY_USERS";
+
+constexpr RootName kRootNames[] = {
+    {u"HKEY_LOCAL_MACHINE", u"HKEY_LOCAL_MACHINE"},
+    {u"HKEY_USERS", kUsers},
+    {u"HKEY_CURRENT_USER", u""},  // depends on the account
+    {u"HKEY_CLASSES_ROOT", u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes"},
+    {u"HKEY_CURRENT_CONFIG",
+     u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Hardware Profiles\\Current"},
+};
+
+}  // namespace
+
+Registry::Registry() {
+    keys_.Insert(u"HKEY_LOCAL_MACHINE");
+    keys_.Insert(kUsers);
+}
+
+bool Registry::HasKey(std::u16string_view path) const {
+    return keys_.Find(path) != nullptr;
+}
+
+void Registry::CreateKey(std::u16string_view path) {
+    keys_.Insert(path);
+    ++generation_;
+}
+
+void Registry::RemoveKey(std::u16string_view path) {
+    keys_.Remove(path);
+    if (path.find(u'\\') == std::u16string_view::npos)
+        keys_.Insert(path);
+    ++generation_;
+}
+
+const RegistryValue* Registry::FindValue(std::u16string_view path, std::u16string_view name) const {
+    const Keys::Entry* key = keys_.Find(path);
+    if (key == nullptr)
+        return nullptr;
+    const auto found = key->content.find(FoldCase(name));
+    return found == key->content.end() ? nullptr : &found->second;
+}
+
+void Registry::SetValue(std::u16string_view path, std::u16string_view name, DWORD type,
+                        ValueData data) {
+    RegistryValues& values = keys_.Insert(path).content;
+    const auto [place, isNew] = values.try_emplace(FoldCase(name));
+    RegistryValue& value = place->second;
+    if (isNew)
+        value.name = name;
+    value.type = type;
+    value.data = std::move(data);
+    ++generation_;
+}
+
+void Registry::SetText(std::u16string_view path, std::u16string_view name,
+                       std::u16string_view text) {
+    SetValue(path, name, REG_SZ, DataOfText(text));
+}
+
+void Registry::SetDword(std::u16string_view path, std::u16string_view name, DWORD number) {
+    ValueData data(sizeof(number));
+    std::memcpy(data.data(), &number, sizeof(number));
+    SetValue(path, name, REG_DWORD, std::move(data));
+}
+
+void Registry::RemoveValue(std::u16string_view path, std::u16string_view name) {
+    if (Keys::Entry* key = keys_.Find(path))
+        key->content.erase(FoldCase(name));
+    ++generation_;
+}
+
+std::optional<std::u16string> CanonicalKeyPath(std::u16string_view path,
+                                               std::u16string_view account) {
+    if (path.ends_with(u'\\') || path.find(u"\\\\") != std::u16string_view::npos)
+        return std::nullopt;
+    const std::u16string_view root = path.substr(0, path.find(u'\\'));
+    const std::u16string foldedRoot = FoldCase(root);
+    for (const RootName& known : kRootNames) {
+        if (foldedRoot != known.name)
+            continue;
+        std::u16string canonical(known.place);
+        if (canonical.empty())
+            canonical.append(kUsers).append(u"\\").append(account);
+        return canonical.append(path.substr(root.size()));
+    }
+    return std::nullopt;
+}
+
+ValueData DataOfText(std::u16string_view text) {
+    ValueData data((text.size() + 1) * sizeof(char16_t));
+    std::memcpy(data.data(), text.data(), text.size() * sizeof(char16_t));
+    return data;
+}
+
+std::u16string CharactersIn(const ValueData& data) {
+    std::u16string characters(data.size() / sizeof(char16_t), u'\0');
+    std::memcpy(characters.data(), data.data(), characters.size() * sizeof(char16_t));
+    return characters;
+}
+
+std::u16string TextIn(const ValueData& data) {
+    std::u16string text = CharactersIn(data);
+    text.resize(std::min(text.find(u'\0'), text.size()));
+    return text;
+}
+
+std::optional<DWORD> DwordIn(const RegistryValue* value) {
+    DWORD number = 0;
+    if (value == nullptr || value->type != REG_DWORD || value->data.size() != sizeof(number))
+        return std::nullopt;
+    std::memcpy(&number, value->data.data(), sizeof(number));
+    return number;
+}
+
+std::vector<std::u16string> TextListIn(const ValueData& data) {
+    const std::u16string characters = CharactersIn(data);
+    std::vector<std::u16string> texts;
+    std::u16string_view rest = characters;
+    while (!rest.empty() && rest.front() != u'\0') {
+        texts.emplace_back(rest.substr(0, rest.find(u'\0')));
+        rest.remove_prefix(std::min(texts.back().size() + 1, rest.size()));
+    }
+    return texts;
+}
+
+}  // namespace platform::simulated
