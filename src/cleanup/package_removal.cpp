@@ -1,0 +1,38 @@
+#include "cleanup/package_removal.h"
+
+#include "inventory/patch_versions.h"
+#include "platform/files.h"
+#include "platform/wide_text.h"
+#include "run/run_log.h"
+
+namespace saltrove {
+
+bool IsInInstallerCache(const std::u16string& path) {
+    return LowerCaseCopy(path).starts_with(u"c:\\windows\\installer\\");
+}
+
+RemovalOutcome RemovePackage(const std::u16string& path, bool simulate,
+                             std::u16string_view markFailedText) {
+    if (simulate) {
+        WriteRunLog(u"  [SIMULATION] Would delete");
+        return RemovalOutcome::Simulated;
+    }
+    if (platform::DeleteFileW(path.c_str()) != 0) {
+        WriteRunLog(u"  [DELETED] Successfully deleted");
+        return RemovalOutcome::Deleted;
+    }
+    const platform::DWORD deleteError = platform::GetLastError();
+    WriteRunLog(u"  [DELETE FAILED] Error code: " + platform::DecimalText(deleteError));
+    if (deleteError != platform::ERROR_SHARING_VIOLATION &&
+        deleteError != platform::ERROR_ACCESS_DENIED)
+        return RemovalOutcome::DeleteFailed;
+    if (platform::MoveFileExW(path.c_str(), nullptr, platform::MOVEFILE_DELAY_UNTIL_REBOOT) != 0) {
+        WriteRunLog(u"  [MARKED FOR DELETION] Scheduled for deletion on reboot");
+        return RemovalOutcome::Marked;
+    }
+    const platform::DWORD markError = platform::GetLastError();
+    WriteRunLog(std::u16string(markFailedText) + platform::DecimalText(markError));
+    return RemovalOutcome::MarkFailed;
+}
+
+}  // namespace saltrove

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "platform/types.h"
+
+#include <optional>
+#include <string>
+
+/// The questions that are put to Windows Installer about patches, in the per-machine context.
+namespace saltrove {
+
+/// The size of the buffers that hold paths, in characters, terminator included. A path that does
+/// not fit counts as one that could not be read.
+inline constexpr std::size_t kPathCapacity = 260;
+
+/// One patch of one product, as the enumeration delivers it. Both are GUIDs in brace form.
+struct EnumeratedPatch {
+    std::u16string patchCode;
+    std::u16string targetProductCode;
+};
+
+/// The patch at `index`, counted from 0, among those of `productCode`, or of all products when it
+/// is null, whose state is in `filter` (a sum of MSIPATCHSTATE_ values). Nothing at the end of the
+/// enumeration and on every error alike. Logs nothing.
+[[nodiscard]] std::optional<EnumeratedPatch>
+EnumeratePatch(const char16_t* productCode, platform::DWORD filter, platform::DWORD index);
+
+/// The path of the patch's cached package, in the spelling that Windows Installer reports; nothing
+/// if it cannot be read or has 260 characters or more. Logs nothing.
+[[nodiscard]] std::optional<std::u16string> GetLocalPackage(const std::u16string& patchCode,
+                                                            const std::u16string& productCode);
+
+/// The patch's display name. If it cannot be read or has 128 characters or more, logs a warning
+/// that names the patch and returns an empty text.
+[[nodiscard]] std::u16string GetPatchDisplayName(const std::u16string& patchCode,
+                                                 const std::u16string& productCode);
+
+/// The patch's `State` read as a decimal number; 0 if it cannot be read. Logs nothing.
+[[nodiscard]] std::int32_t GetPatchState(const std::u16string& patchCode,
+                                         const std::u16string& productCode);
+
+/// The `PackageName` of the patch's SourceList key, up to 260 characters; nothing if the patch code
+/// cannot be packed, the key cannot be opened, or the value is missing or longer than 520 bytes,
+/// terminator included. The value's type is not looked at. Logs nothing.
+[[nodiscard]] std::optional<std::u16string> ReadPackageName(const std::u16string& patchCode);
+
+/// A GUID in the packed form that Windows Installer uses for key names: 32 characters, the first
+/// three groups reversed, the pairs of the others swapped. `guid` has to be 38 characters long, in
+/// braces; otherwise there is no result. Nothing else of it is checked, and letter case stays.
+[[nodiscard]] std::optional<std::u16string> PackGuid(std::u16string_view guid);
+
+/// The decimal number at the start of a text, as `_wtoi` reads it: blanks, a sign, digits up to the
+/// first other character. 0 without digits; held at the limits of 32 bits beyond them.
+[[nodiscard]] std::int32_t ReadDecimalPrefix(std::u16string_view text);
+
+}  // namespace saltrove

@@ -1,0 +1,63 @@
+#include "inventory/patch_record.h"
+
+#include "inventory/installer_query.h"
+#include "inventory/patch_versions.h"
+#include "platform/installer.h"
+#include "platform/wide_text.h"
+#include "run/run_log.h"
+
+#include <optional>
+
+namespace saltrove {
+
+namespace {
+
+using platform::DecimalText;
+
+std::optional<PatchRecord> ReadPatch(const std::u16string& patchCode,
+                                     const std::u16string& productCode) {
+    std::optional<std::u16string> localPackage = GetLocalPackage(patchCode, productCode);
+    if (!localPackage)
+        return std::nullopt;
+    PatchRecord record;
+    record.localPackage = *std::move(localPackage);
+    record.patchCode = patchCode;
+    record.version = ExtractVersionFromDisplayName(GetPatchDisplayName(patchCode, productCode));
+    record.packageName = ReadPackageName(patchCode).value_or(u"");
+    record.versionNumber = ExtractVersionNumber(record.packageName);
+    record.state = GetPatchState(patchCode, productCode);
+    return record;
+}
+
+}  // namespace
+
+std::u16string PatchStateName(std::int32_t state) {
+    switch (state) {
+    case kPatchStateApplied:
+        return u"Applied";
+    case 2:
+        return u"Superseded";
+    case 4:
+        return u"Obsoleted";
+    case 8:
+        return u"Registered";
+    default:
+        return u"Unknown(" + DecimalText(state) + u")";
+    }
+}
+
+std::vector<PatchRecord> EnumerateProductPatches(const std::u16string& productCode) {
+    std::vector<PatchRecord> patches;
+    platform::DWORD index = 0;
+    while (const auto patch =
+               EnumeratePatch(productCode.c_str(), platform::MSIPATCHSTATE_ALL, index)) {
+        if (std::optional<PatchRecord> record = ReadPatch(patch->patchCode, productCode))
+            patches.push_back(*std::move(record));
+        ++index;
+    }
+    WriteRunLog(u"Found " + DecimalText(static_cast<std::int64_t>(patches.size())) +
+                u" installed patches");
+    return patches;
+}
+
+}  // namespace saltrove

@@ -1,0 +1,129 @@
+#include "product/eligibility.h"
+
+#include "platform/clock.h"
+#include "platform/registry_access.h"
+#include "platform/wide_text.h"
+#include "product/product_track.h"
+#include "run/run_log.h"
+
+#include <optional>
+
+namespace saltrove {
+
+namespace {
+
+using platform::DecimalText;
+
+/// The part of the two key paths that the family and the track decide, a backslash in front.
+std::u16string FamilyAndTrack(const std::u16string& productCode, ProductTrack track) {
+    std::u16string path(u"\\");
+    path += GetProductFamilyKey(productCode);
+    path += u'\\';
+    path += GetTrackName(track);
+    return path;
+}
+
+std::u16string ErrorSuffix(platform::LSTATUS status) {
+    return u" (Error " + DecimalText(static_cast<platform::DWORD>(status)) + u")";
+}
+
+std::optional<platform::DWORD> ReadPatchCleanFlag(const std::u16string& keyPath) {
+    platform::RegistryKey key;
+    if (platform::OpenKeyForReading(platform::HKEY_LOCAL_MACHINE, keyPath, key) != 0) {
+        WriteRunLog(u"FeatureLockDown registry key not found. Falling back to default behavior.");
+        return std::nullopt;
+    }
+    const std::optional<platform::DWORD> flag = platform::QueryDword(key, u"PatchCleanFlag");
+    if (!flag)
+        WriteRunLog(u"PatchCleanupEnabled value not found in registry. Falling back to default "
+                    u"behavior.");
+    return flag;
+}
+
+}  // namespace
+
+FeatureLockState GetPatchCleanupFeatureLockState(const std::u16string& productCode) {
+    const std::optional<ProductTrack> track = GetProductTrack(productCode);
+    if (!track) {
+        WriteRunLog(u"GetPatchCleanupFeatureLockState: Unknown product track from ProductCode.");
+        return FeatureLockState::NotSet;
+    }
+    const std::u16string keyPath =
+        u"SOFTWARE\\Policies\\Kelvane" + FamilyAndTrack(productCode, *track) + u"\\FeatureLockDown";
+    WriteRunLog(u"GetPatchCleanupFeatureLockState: Checking registry at " + keyPath);
+    const std::optional<platform::DWORD> flag = ReadPatchCleanFlag(keyPath);
+    if (!flag)
+        return FeatureLockState::NotSet;
+    switch (*flag) {
+    case 1:
+        WriteRunLog(u"FeatureLockDown: PatchCleanupEnabled is set to 1 (Enabled).");
+        return FeatureLockState::Enabled;
+    case 0:
+        WriteRunLog(u"FeatureLockDown: PatchCleanupEnabled is set to 0 (Disabled).");
+        return FeatureLockState::Disabled;
+    default:
+        WriteRunLog(u"FeatureLockDown: PatchCleanupEnabled has unexpected value. Falling back to "
+                    u"default behavior.");
+        return FeatureLockState::NotSet;
+    }
+}
+
+bool CheckCleanupDuration(const std::u16string& productCode) {
+    platform::RegistryKey key;
+    if (platform::OpenKeyForReading(platform::HKEY_LOCAL_MACHINE, GetCleanupKeyPath(productCode),
+                                    key) != 0)
+        return true;
+    const std::optional<platform::DWORD> lastCleanup = platform::QueryDword(key, u"CleanupTime");
+    if (!lastCleanup)
+        return true;
+    return HasIntervalPassed(static_cast<std::uint32_t>(platform::_time64(nullptr)), *lastCleanup);
+}
+
+std::int32_t GetIRandomFromRegistry(const std::u16string& productCode) {
+    const std::optional<ProductTrack> track = GetProductTrack(productCode);
+    if (!track) {
+        WriteRunLog(u"GetIRandomFromRegistry: Unknown product track from ProductCode.");
+        return -1;
+    }
+    const std::u16string keyPath =
+        u"SOFTWARE\\Kelvane" + FamilyAndTrack(productCode, *track) + u"\\WebResource";
+    WriteRunLog(u"GetIRandomFromRegistry: Reading iRandom from " + keyPath);
+    platform::RegistryKey key;
+    const platform::LSTATUS opened =
+        platform::OpenKeyForReading(platform::HKEY_LOCAL_MACHINE, keyPath, key);
+    if (opened != 0) {
+        WriteRunLog(u"RegOpenKeyExW failed for: " + keyPath + ErrorSuffix(opened));
+        return -1;
+    }
+    platform::DWORD iRandom = 0;
+    platform::DWORD size = sizeof(iRandom);
+    const platform::LSTATUS queried =
+        platform::RegQueryValueExW(key.get(), u"iRandom", nullptr, nullptr,
+                                   reinterpret_cast<platform::BYTE*>(&iRandom), &size);
+    if (queried != 0) {
+        WriteRunLog(u"RegQueryValueExW failed for iRandom in: " + keyPath + ErrorSuffix(queried));
+        return -1;
+    }
+    WriteRunLog(u"GetIRandomFromRegistry: iRandom = " + DecimalText(iRandom));
+    return static_cast<std::int32_t>(iRandom);
+}
+
+bool IsExpEnableForUser(const std::u16string& productCode) {
+    const std::optional<ProductTrack> track = GetProductTrack(productCode);
+    if (!track) {
+        WriteRunLog(u"IsExpEnableForUser: Unknown product track from ProductCode.");
+        return false;
+    }
+    if (*track == ProductTrack::Beta || *track == ProductTrack::Trunk)
+        return true;
+    const std::int32_t iRandom = GetIRandomFromRegistry(productCode);
+    if (iRandom == -1)
+        return false;
+    WriteRunLog(u"iRandom: " + DecimalText(iRandom));
+    if (!IsInSamplingBand(iRandom))
+        return false;
+    WriteRunLog(u"Eligible for cleanup based on iRandom sampling.");
+    return true;
+}
+
+}  // namespace saltrove

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// What a ProductCode says of the product: its settings root, its release track, its family.
+///
+/// The code is a braced product code of Windows Installer as the command line gave it, unchecked;
+/// any text of any length is allowed. Letter case counts everywhere. The root is derived from
+/// fragments of the code and the track from one of its characters, and the two can disagree.
+namespace saltrove {
+
+enum class ProductTrack { Trunk, Beta, ZR, ESR };
+
+/// The registry path of the product's settings, without a hive and without a backslash at its end,
+/// such as "SOFTWARE\Kelvane\Kelvane Ostrel\ZR"; empty for a code that names no known family.
+[[nodiscard]] std::u16string GetProductRoot(std::u16string_view productCode);
+
+/// The path of the product's Cleanup key: its root and "\Cleanup". With an empty root that begins
+/// with a backslash, and no such key can be opened.
+[[nodiscard]] std::u16string GetCleanupKeyPath(std::u16string_view productCode);
+
+/// The track that the second character of the code's last group stands for; none for any other
+/// character and for a code too short to have one.
+[[nodiscard]] std::optional<ProductTrack> GetProductTrack(std::u16string_view productCode);
+
+/// The track's name, which is also its key name in registry paths.
+[[nodiscard]] std::u16string_view GetTrackName(ProductTrack track);
+
+/// The key name of the product's family: "Ostrel Lumeth" or "Kelvane Ostrel".
+[[nodiscard]] std::u16string_view GetProductFamilyKey(std::u16string_view productCode);
+
+}  // namespace saltrove

@@ -1,0 +1,59 @@
+#include "records/current_patch.h"
+
+#include "inventory/installer_query.h"
+#include "platform/installer.h"
+#include "platform/registry_access.h"
+#include "product/product_track.h"
+#include "run/run_log.h"
+
+#include <optional>
+
+namespace saltrove {
+
+namespace {
+
+/// The package name of an applied patch if it is one of version `target`; nothing if it is another
+/// or something about it cannot be read.
+std::optional<std::u16string> ReadPackageNameOfVersion(const std::u16string& target,
+                                                       const std::u16string& patchCode,
+                                                       const std::u16string& productCode) {
+    if (!GetLocalPackage(patchCode, productCode))
+        return std::nullopt;
+    if (ExtractVersionFromDisplayName(GetPatchDisplayName(patchCode, productCode)) != target)
+        return std::nullopt;
+    return ReadPackageName(patchCode);
+}
+
+}  // namespace
+
+PatchType GetCurrentPatchType(const std::u16string& productVersion,
+                              const std::u16string& productCode) {
+    const std::u16string target = NormalizeVersion(productVersion);
+    platform::DWORD index = 0;
+    while (const auto patch =
+               EnumeratePatch(productCode.c_str(), platform::MSIPATCHSTATE_APPLIED, index++)) {
+        const std::optional<std::u16string> packageName =
+            ReadPackageNameOfVersion(target, patch->patchCode, productCode);
+        if (!packageName)
+            continue;
+        // An empty name counts as cumulative here; only the end of the list is unknown.
+        const PatchType type = IsIncrementalPackage(*packageName) ? kIncremental : kCumulative;
+        WriteRunLog(u"Current applied patch is " + std::u16string(type) + u": " + *packageName);
+        return type;
+    }
+    WriteRunLog(u"Unable to determine patch type");
+    return kUnknownType;
+}
+
+void LogPatchMarker(const std::u16string& productCode) {
+    const std::u16string root = GetProductRoot(productCode);
+    if (root.empty())
+        return;
+    const platform::RegistryKey key =
+        platform::CreateKey(platform::HKEY_CURRENT_USER, root + u"\\KXPrivate",
+                            platform::KEY_SET_VALUE | platform::KEY_WOW64_64KEY);
+    if (key)
+        platform::SetDword(key, u"iLogPatchData", 1);
+}
+
+}  // namespace saltrove

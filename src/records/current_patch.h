@@ -1,0 +1,20 @@
+#pragma once
+
+#include "inventory/patch_versions.h"
+
+#include <string>
+
+/// What the machine stands on now, and the per-user marker of a cleaned machine.
+namespace saltrove {
+
+/// The type of the applied patch whose display name holds the product version, cut to three parts
+/// (the display name's version is not cut). The first one with a readable `PackageName` decides,
+/// and kUnknownType means that there is none. Logs the answer and warnings on the way.
+[[nodiscard]] PatchType GetCurrentPatchType(const std::u16string& productVersion,
+                                            const std::u16string& productCode);
+
+/// Sets `iLogPatchData` to 1 in the product's KXPrivate key of the account that the process runs
+/// under. Does nothing for a product code without a root, and fails in silence. Logs nothing.
+void LogPatchMarker(const std::u16string& productCode);
+
+}  // namespace saltrove

@@ -1,0 +1,138 @@
+#include "run/run_driver.h"
+
+#include "cleanup/linked_cleanup.h"
+#include "platform/clock.h"
+#include "platform/modules.h"
+#include "platform/wide_text.h"
+#include "product/eligibility.h"
+#include "records/cleanup_store.h"
+#include "records/current_patch.h"
+#include "run/run_log.h"
+
+#include <optional>
+
+namespace saltrove {
+
+namespace {
+
+using std::chrono::nanoseconds;
+
+constexpr int kExitCodeSuccess = 0;
+constexpr int kExitCodeUsage = 1;
+
+/// Whether Windows Installer offers the two calls without which nothing can be decided.
+bool IsInstallerAvailable() {
+    const platform::HMODULE module = platform::LoadLibraryW(u"msi.dll");
+    if (module == nullptr)
+        return false;
+    const platform::FARPROC enumPatches = platform::GetProcAddress(module, "MsiEnumPatchesExW");
+    const platform::FARPROC getPatchInfo = platform::GetProcAddress(module, "MsiGetPatchInfoExW");
+    platform::FreeLibrary(module);
+    return enumPatches != nullptr && getPatchInfo != nullptr;
+}
+
+void LogTime(std::u16string_view label, nanoseconds start, nanoseconds end) {
+    const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(end - start);
+    WriteRunLog(std::u16string(label) + platform::DecimalText(elapsed.count()) + u" ms");
+}
+
+void LogBanner(const RunOptions& options) {
+    WriteRunLog(u"========== Saltrove.exe Started ==========");
+    WriteRunLog(u"ProductCode: " + options.productCode);
+    WriteRunLog(u"ProductVersion: " + options.productVersion);
+    WriteRunLog(options.simulate ? u"Mode: SIMULATION (no actual deletions)" : u"Mode: Normal");
+}
+
+/// Phase 1: the state that refuses the run, or nothing if the machine may be cleaned.
+std::optional<ExitState> CheckEligibility(const std::u16string& productCode) {
+    WriteRunLog(u"");
+    WriteRunLog(u"========== Phase 1: Eligibility Checks ==========");
+    switch (GetPatchCleanupFeatureLockState(productCode)) {
+    case FeatureLockState::Disabled:
+        WriteRunLog(u"FeatureLockDown: Disabled");
+        WriteRunLog(u"Eligibility: FAILED (Patch cleanup disabled via policy)");
+        return ExitState::DisabledByPolicy;
+    case FeatureLockState::Enabled:
+        WriteRunLog(u"FeatureLockDown: Enabled (bypassing other checks)");
+        WriteRunLog(u"Eligibility: PASSED");
+        return std::nullopt;
+    case FeatureLockState::NotSet:
+        WriteRunLog(u"FeatureLockDown: Not set");
+        break;
+    }
+    if (!CheckCleanupDuration(productCode)) {
+        WriteRunLog(u"Cleanup duration check: FAILED (less than 3 months since last cleanup)");
+        WriteRunLog(u"Eligibility: FAILED");
+        return ExitState::CleanupTooRecent;
+    }
+    WriteRunLog(u"Cleanup duration check: PASSED");
+    if (!IsExpEnableForUser(productCode)) {
+        WriteRunLog(u"User eligibility check: FAILED (not in eligible sample)");
+        WriteRunLog(u"Eligibility: FAILED");
+        return ExitState::NotInSample;
+    }
+    WriteRunLog(u"User eligibility check: PASSED");
+    WriteRunLog(u"Eligibility: PASSED");
+    return std::nullopt;
+}
+
+/// A normal or simulated run, from its first line to its last; returns the state in which it ended.
+ExitState RunPhases(const RunOptions& options) {
+    const nanoseconds runStart = platform::ReadSteadyClock();
+    InitRunLog(options.productCode);
+    LogBanner(options);
+    LogCurrentPatchInfo(options.productCode, options.productVersion);
+
+    if (const std::optional<ExitState> refusal = CheckEligibility(options.productCode))
+        return *refusal;
+
+    bool patchesCleaned = false;
+    const nanoseconds linkedStart = platform::ReadSteadyClock();
+    const bool isLinkedDone = CleanupLinkedPatches(options.productVersion, options.productCode,
+                                                   patchesCleaned, options.simulate);
+    LogTime(u"Phase 2 execution time: ", linkedStart, platform::ReadSteadyClock());
+    if (!isLinkedDone) {
+        WriteRunLog(u"");
+        WriteRunLog(u"[SKIP CLEANUP] Only incremental patches present, no cumulative base found.");
+        WriteRunLog(u"Exit State: 6 (Only incremental patches)");
+        return ExitState::OnlyIncrementalPatches;
+    }
+
+    if (patchesCleaned && !options.simulate) {
+        WriteRunLog(u"Updating AffectedMachine registry (patches were cleaned)");
+        LogAffectedMachine(options.productCode, patchesCleaned);
+    }
+
+    const nanoseconds runEnd = platform::ReadSteadyClock();
+    WriteRunLog(u"");
+    WriteRunLog(u"========== Cleanup Completed Successfully ==========");
+    LogTime(u"Total execution time: ", runStart, runEnd);
+    WriteRunLog(u"Exit State: 0 (Success)");
+    if (options.simulate)
+        WriteRunLog(u"[SIMULATION MODE] No files were actually deleted");
+    return ExitState::Success;
+}
+
+}  // namespace
+
+int RunProgram(std::span<const std::u16string> arguments) {
+    if (arguments.size() != 3 && arguments.size() != 4)
+        return kExitCodeUsage;
+    RunOptions options{.productCode = arguments[1], .productVersion = arguments[2]};
+    if (!IsInstallerAvailable()) {
+        LogExitState(options.productCode, ExitState::MsiUnavailable);
+        return kExitCodeSuccess;
+    }
+    if (arguments[2] == u"usercontext") {
+        LogPatchMarker(options.productCode);
+        return kExitCodeSuccess;
+    }
+    options.simulate =
+        arguments.size() == 4 && platform::EqualIgnoringAsciiCase(arguments[3], u"simulate");
+    const ExitState exitState = RunPhases(options);
+    LogExitState(options.productCode, exitState);
+    CloseRunLog();
+    return kExitCodeSuccess;
+}
+
+}  // namespace saltrove
