@@ -1,0 +1,64 @@
+#include "replay/changes.h"
+
+#include "platform/simulated/pending_renames.h"
+
+#include <algorithm>
+
+namespace replay {
+
+namespace {
+
+using platform::simulated::Drive;
+using platform::simulated::Machine;
+using platform::simulated::PendingRename;
+using platform::simulated::ReadPendingRenames;
+using platform::simulated::Registry;
+using platform::simulated::RegistryValue;
+
+std::optional<RegistryValue> ValueAt(const Registry& registry, const std::u16string& keyPath,
+                                     const std::u16string& name) {
+    const RegistryValue* value = registry.FindValue(keyPath, name);
+    return value == nullptr ? std::nullopt : std::optional(*value);
+}
+
+bool IsSame(const RegistryValue& a, const std::optional<RegistryValue>& b) {
+    return b && a.type == b->type && a.data == b->data;
+}
+
+void CompareValues(const Registry& before, const Registry& after, Changes& changes) {
+    for (const auto& [key, entry] : after.AllKeys()) {
+        if (!before.HasKey(entry.path))
+            changes.newKeys.push_back(entry.path);
+        for (const auto& [foldedName, value] : entry.content) {
+            std::optional<RegistryValue> old = ValueAt(before, entry.path, value.name);
+            if (!IsSame(value, old) &&
+                !platform::simulated::IsPendingRenamesValue(entry.path, value.name))
+                changes.values.push_back({entry.path, value.name, std::move(old), value});
+        }
+    }
+    for (const auto& [key, entry] : before.AllKeys()) {
+        for (const auto& [foldedName, value] : entry.content) {
+            if (after.FindValue(entry.path, value.name) == nullptr)
+                changes.values.push_back({entry.path, value.name, value, std::nullopt});
+        }
+    }
+}
+
+}  // namespace
+
+Changes CompareMachines(const Registry& registryBefore, const Drive& driveBefore,
+                        const Machine& after) {
+    Changes changes;
+    CompareValues(registryBefore, after.registry, changes);
+    for (const auto& [key, entry] : driveBefore.AllNodes()) {
+        if (!entry.content.isDirectory && after.drive.AllNodes().Find(entry.path) == nullptr)
+            changes.removedFiles.push_back({entry.path, entry.content.size});
+    }
+    const std::size_t oldRenames = ReadPendingRenames(registryBefore).size();
+    const std::vector<PendingRename> renames = ReadPendingRenames(after.registry);
+    for (std::size_t i = oldRenames; i < renames.size(); ++i)
+        changes.restartDeletions.push_back(renames[i].path);
+    return changes;
+}
+
+}  // namespace replay

@@ -1,0 +1,210 @@
+#include "replay/replay.h"
+
+#include "platform/simulated/machine.h"
+#include "replay/image.h"
+#include "replay/image_error.h"
+#include "replay/report.h"
+#include "replay/unicode.h"
+#include "run/run_driver.h"
+#include "run/run_log.h"
+
+#include <getopt.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <optional>
+#include <ostream>
+#include <stdexcept>
+
+namespace replay {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using platform::simulated::Drive;
+using platform::simulated::Machine;
+using platform::simulated::MachineScope;
+using platform::simulated::Registry;
+
+constexpr const char* kUsage = "usage: saltrove-replay IMAGE [--out DIR] [-- ARGUMENT...]\n";
+
+constexpr const char* kHelp = R"(
+Runs Saltrove on the machine that the image IMAGE describes, and prints the run
+log and what the run changed. IMAGE itself is never changed.
+
+IMAGE is a folder; each part of it may be missing:
+  machine.ini  the process, clock, sessions, processes and faults
+  *.reg        registry exports, read in name order
+  C/           drive C:
+  args.txt     the command line, one argument a line
+
+Options:
+  --out DIR      write the machine as it is after the run to DIR, as an image;
+                 DIR must be empty or not exist
+  -- ARGUMENT... the command line of the run, instead of args.txt
+  --help         print this help
+  --version      print the version
+
+Exit status: that of the run; 64 for a wrong command line, 65 for an image that
+cannot be read, 74 if DIR cannot be written.
+)";
+
+/// Why the command line of saltrove-replay makes no sense.
+class UsageError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+struct Options {
+    bool wantsHelp = false;
+    bool wantsVersion = false;
+    fs::path image;
+    std::optional<fs::path> out;
+    std::optional<std::vector<std::u16string>> runArguments;
+};
+
+std::vector<std::u16string> DecodeArguments(std::vector<std::string>::const_iterator first,
+                                            std::vector<std::string>::const_iterator last) {
+    std::vector<std::u16string> decoded;
+    for (; first != last; ++first) {
+        std::optional<std::u16string> argument = DecodeUtf8(*first);
+        if (!argument)
+            throw UsageError("an argument of the run is not UTF-8");
+        decoded.push_back(*std::move(argument));
+    }
+    return decoded;
+}
+
+/// Reads the options in front of "--" with getopt_long, which reports nothing by itself here.
+void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
+    enum Option { kOut = 1, kHelpOption, kVersionOption };
+    const option known[] = {{"out", required_argument, nullptr, kOut},
+                            {"help", no_argument, nullptr, kHelpOption},
+                            {"version", no_argument, nullptr, kVersionOption},
+                            {nullptr, 0, nullptr, 0}};
+    std::vector<char*> pointers;
+    for (std::string& argument : arguments)
+        pointers.push_back(argument.data());
+    pointers.push_back(nullptr);
+    const int count = static_cast<int>(arguments.size());
+    optind = 0;  // starts a new scan
+    opterr = 0;
+    for (int found = 0; (found = getopt_long(count, pointers.data(), ":", known, nullptr)) != -1;) {
+        const std::string current = pointers[static_cast<std::size_t>(optind - 1)];
+        switch (found) {
+        case kOut:
+            options.out = optarg;
+            break;
+        case kHelpOption:
+            options.wantsHelp = true;
+            break;
+        case kVersionOption:
+            options.wantsVersion = true;
+            break;
+        case ':':
+            throw UsageError(current + " needs a value");
+        default:
+            throw UsageError(current + " is not an option");
+        }
+    }
+    if (options.wantsHelp || options.wantsVersion)
+        return;
+    if (count - optind != 1)
+        throw UsageError(count == optind ? "IMAGE is missing" : "more than one IMAGE");
+    options.image = pointers[static_cast<std::size_t>(optind)];
+}
+
+Options ParseCommandLine(const std::vector<std::string>& arguments) {
+    Options options;
+    const auto dashes = std::find(arguments.begin(), arguments.end(), "--");
+    ParseOwnOptions({arguments.begin(), dashes}, options);
+    if (dashes != arguments.end())
+        options.runArguments = DecodeArguments(dashes + 1, arguments.end());
+    return options;
+}
+
+/// Makes sure that writing to `out` can neither overwrite anything nor change the image.
+void CheckOutFolder(const fs::path& image, const fs::path& out) {
+    if (fs::exists(out) && !fs::is_directory(out))
+        throw UsageError("--out: " + out.string() + " is not a folder");
+    if (fs::exists(out) && !fs::is_empty(out))
+        throw UsageError("--out: " + out.string() + " is not empty");
+    const fs::path inner = fs::weakly_canonical(fs::absolute(out));
+    const fs::path outer = fs::weakly_canonical(fs::absolute(image));
+    if (std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end()).first == outer.end())
+        throw UsageError("--out: " + out.string() + " lies inside the image");
+}
+
+/// What the run log holds, of a file that may not be there.
+std::string ReadLog(const Drive& drive) {
+    const auto* node = drive.Find(saltrove::kRunLogPath);
+    if (node == nullptr || node->isDirectory)
+        return {};
+    return platform::simulated::ReadContent(*node).value_or("");
+}
+
+RunReport RunOnMachine(Machine& machine, std::vector<std::u16string> arguments) {
+    const Registry registryBefore = machine.registry;
+    const Drive driveBefore = machine.drive;
+    const std::size_t oldLogSize = ReadLog(driveBefore).size();
+    arguments.insert(arguments.begin(), machine.process.module);
+
+    RunReport report;
+    {
+        const MachineScope scope(machine);
+        report.exitCode = saltrove::RunProgram(arguments);
+    }
+    report.logBytes = ReadLog(machine.drive).substr(oldLogSize);
+    if (!report.logBytes.empty())
+        report.logFate = LogFate::Written;
+    else if (machine.CallCount("_wfsopen") > 0)
+        report.logFate = LogFate::NotWritten;
+    report.changes = CompareMachines(registryBefore, driveBefore, machine);
+    report.startedProcesses = machine.startedProcesses;
+    return report;
+}
+
+int ReplayImage(const Options& options, std::ostream& out, bool isColoured) {
+    Image image = ReadImage(options.image);
+    if (options.out)
+        CheckOutFolder(options.image, *options.out);
+    const RunReport report =
+        RunOnMachine(image.machine, options.runArguments.value_or(image.arguments));
+    if (options.out)
+        WriteImage(image.machine, options.image, *options.out);
+    out << FormatReport(report, isColoured);
+    return report.exitCode;
+}
+
+}  // namespace
+
+int RunReplay(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+              bool isColoured) {
+    try {
+        const Options options = ParseCommandLine(arguments);
+        if (options.wantsHelp)
+            out << kUsage << kHelp;
+        else if (options.wantsVersion)
+            out << "saltrove-replay " SALTROVE_VERSION "\n";
+        else
+            return ReplayImage(options, out, isColoured);
+        return 0;
+    } catch (const UsageError& error) {
+        err << "saltrove-replay: " << error.what() << "\n" << kUsage;
+        return kExitUsage;
+    } catch (const ImageError& error) {
+        err << "saltrove-replay: " << error.what() << "\n";
+        return kExitBadImage;
+    } catch (const std::ios_base::failure& error) {
+        err << "saltrove-replay: the image after the run cannot be written: " << error.what()
+            << "\n";
+        return kExitCannotWrite;
+    } catch (const fs::filesystem_error& error) {
+        err << "saltrove-replay: the image after the run cannot be written: " << error.what()
+            << "\n";
+        return kExitCannotWrite;
+    }
+}
+
+}  // namespace replay

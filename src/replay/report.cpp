@@ -1,0 +1,149 @@
+#include "replay/report.h"
+
+#include "platform/wide_text.h"
+#include "replay/reg_file.h"
+#include "replay/unicode.h"
+#include "run/run_log.h"
+
+#include <algorithm>
+
+namespace replay {
+
+namespace {
+
+using platform::simulated::RegistryValue;
+using platform::simulated::StartedProcess;
+
+/// Collects the lines of the report.
+class ReportWriter {
+  public:
+    explicit ReportWriter(bool isColoured) : isColoured_(isColoured) {}
+
+    void Heading(const std::string& text) {
+        if (!text_.empty())
+            text_ += '\n';
+        text_ += isColoured_ ? "\x1B[1m" + text + "\x1B[0m\n" : text + "\n";
+    }
+
+    void Line(std::size_t indentation, const std::string& text) {
+        if (!text.empty())
+            text_.append(2 * indentation, ' ');
+        text_ += text + "\n";
+    }
+
+    [[nodiscard]] const std::string& Text() const {
+        return text_;
+    }
+
+  private:
+    bool isColoured_;
+    std::string text_;
+};
+
+/// The log's bytes are the characters U+0001 to U+00FF; its lines end in CR LF.
+std::string DecodeLog(const std::string& bytes) {
+    std::u16string text;
+    for (const char byte : bytes) {
+        if (byte != '\r')
+            text.push_back(static_cast<unsigned char>(byte));
+    }
+    if (!text.ends_with(u'\n'))
+        text.push_back(u'\n');
+    return EncodeUtf8(text);
+}
+
+void ReportLog(const RunReport& report, ReportWriter& writer) {
+    const std::string path = EncodeUtf8(saltrove::kRunLogPath);
+    switch (report.logFate) {
+    case LogFate::Off:
+        writer.Heading("Run log");
+        writer.Line(1, "The run log was off.");
+        break;
+    case LogFate::NotWritten:
+        writer.Heading("Run log");
+        writer.Line(1, "The run log was on, but " + path + " could not be opened.");
+        break;
+    case LogFate::Written: {
+        writer.Heading("Run log, added to " + path);
+        std::string log = DecodeLog(report.logBytes);
+        log.pop_back();
+        writer.Line(0, log);
+        break;
+    }
+    }
+}
+
+std::string DescribeValue(const std::optional<RegistryValue>& value) {
+    if (!value)
+        return "(none)";
+    if (const auto number = platform::simulated::DwordIn(&*value))
+        return "dword " + std::to_string(*number);
+    return EncodeUtf8(FormatRegData(*value));
+}
+
+void ReportRegistry(const Changes& changes, ReportWriter& writer) {
+    writer.Heading("Registry values");
+    std::u16string_view keyPath;
+    for (const ValueChange& change : changes.values) {
+        if (change.keyPath != keyPath) {
+            keyPath = change.keyPath;
+            const bool isNew = std::find(changes.newKeys.begin(), changes.newKeys.end(),
+                                         change.keyPath) != changes.newKeys.end();
+            writer.Line(1, EncodeUtf8(keyPath) + (isNew ? " (new key)" : ""));
+        }
+        const std::string name = change.name.empty() ? "(default)" : EncodeUtf8(change.name);
+        writer.Line(2, name + ": " + DescribeValue(change.before) + " -> " +
+                           DescribeValue(change.after));
+    }
+    if (changes.values.empty())
+        writer.Line(1, "none changed");
+}
+
+void ReportRemovedFiles(const std::vector<RemovedFile>& files, ReportWriter& writer) {
+    writer.Heading("Files removed");
+    std::uintmax_t sum = 0;
+    for (const RemovedFile& file : files) {
+        sum += file.size;
+        writer.Line(1, EncodeUtf8(file.path) + ", " + std::to_string(file.size) + " bytes");
+    }
+    if (files.empty())
+        writer.Line(1, "none");
+    else
+        writer.Line(1, "together " + std::to_string(files.size()) + ", " + std::to_string(sum) +
+                           " bytes");
+}
+
+void ReportRestartDeletions(const std::vector<std::u16string>& paths, ReportWriter& writer) {
+    writer.Heading("Deletions registered for the next restart");
+    for (const std::u16string& path : paths)
+        writer.Line(1, EncodeUtf8(path));
+    if (paths.empty())
+        writer.Line(1, "none");
+}
+
+void ReportStartedProcesses(const std::vector<StartedProcess>& processes, ReportWriter& writer) {
+    writer.Heading("Processes started");
+    for (const StartedProcess& process : processes) {
+        writer.Line(1, std::to_string(process.id) + ", account " + EncodeUtf8(process.account) +
+                           ", session " + std::to_string(process.session) + ": " +
+                           EncodeUtf8(process.commandLine));
+    }
+    if (processes.empty())
+        writer.Line(1, "none");
+}
+
+}  // namespace
+
+std::string FormatReport(const RunReport& report, bool isColoured) {
+    ReportWriter writer(isColoured);
+    ReportLog(report, writer);
+    ReportRegistry(report.changes, writer);
+    ReportRemovedFiles(report.changes.removedFiles, writer);
+    ReportRestartDeletions(report.changes.restartDeletions, writer);
+    ReportStartedProcesses(report.startedProcesses, writer);
+    writer.Heading("Process exit code");
+    writer.Line(1, std::to_string(report.exitCode));
+    return writer.Text();
+}
+
+}  // namespace replay
