@@ -108,7 +108,8 @@ std::int32_t ReadDecimalPrefix(std::u16string_view text) {
     const bool isNegative = text.starts_with(u'-');
     if (isNegative || text.starts_with(u'+'))
         text.remove_prefix(1);
-    const std::int64_t limit = std::numeric_limits<std::int32_t>::max() + std::int64_t{isNegative};
+    const std::int64_t limit =
+        std::int64_t{std::numeric_limits<std::int32_t>::max()} + (isNegative ? 1 : 0);
     std::int64_t number = 0;
     for (const char16_t character : text) {
         if (character < u'0' || character > u'9')

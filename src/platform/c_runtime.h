@@ -10,7 +10,7 @@ namespace platform {
 
 struct FILE;
 
-inline constexpr int _SH_DENYNO = 64;
+inline constexpr int _SH_DENYNO = 64;  // NOLINT(bugprone-reserved-identifier): its own name
 
 /// Opens a file by mode; null on failure, which an empty path always is. With u"at" the file is
 /// created if missing, every write goes to its end, and each line feed is written as the two bytes

@@ -49,9 +49,9 @@ std::vector<fs::path> FindRegFiles(const fs::path& folder) {
             found.emplace_back(name, entry.path());
     }
     std::sort(found.begin(), found.end());
-    std::vector<fs::path> paths;
-    for (auto& [name, path] : found)
-        paths.push_back(std::move(path));
+    std::vector<fs::path> paths(found.size());
+    std::transform(found.begin(), found.end(), paths.begin(),
+                   [](const auto& file) { return file.second; });
     return paths;
 }
 
@@ -83,9 +83,9 @@ void LoadDirectory(const fs::path& folder, const std::u16string& path, Drive& dr
         if (drive.AllNodes().Find(inner) != nullptr)
             throw ImageError(entry.path().string(), 0,
                              "a second name that differs in letter case only");
-        if (entry.is_symlink()) {
+        if (entry.is_symlink())
             throw ImageError(entry.path().string(), 0, "a symbolic link");
-        } else if (entry.is_directory()) {
+        if (entry.is_directory()) {
             drive.AddDirectory(inner);
             LoadDirectory(entry.path(), inner, drive);
         } else if (entry.is_regular_file()) {
@@ -128,10 +128,10 @@ void WriteDrive(const Drive& drive, const fs::path& target) {
 }  // namespace
 
 Image ReadImage(const fs::path& folder) {
-    if (!fs::is_directory(folder))
-        throw ImageError(folder.string(), 0, "not a folder");
     Image image;
     try {
+        if (!fs::is_directory(folder))
+            throw ImageError(folder.string(), 0, "not a folder");
         if (const fs::path path = folder / kMachineIni; fs::exists(path))
             ReadMachineIni(path.string(), ReadBytes(path), image.machine);
         for (const fs::path& path : FindRegFiles(folder))

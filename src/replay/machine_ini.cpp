@@ -260,21 +260,28 @@ class IniReader {
     std::set<std::pair<const Section*, std::u16string>> seen_;
 };
 
+void ReadLines(const std::string& file, std::u16string_view text, Machine& machine) {
+    IniReader reader(machine);
+    for (std::size_t line = 1; !text.empty(); ++line) {
+        const std::size_t length = std::min(text.find(u'\n'), text.size());
+        try {
+            reader.ReadLine(Trim(text.substr(0, length)));
+        } catch (const LineError& error) {
+            throw ImageError(file, line, reader.SectionPrefix() + error.what());
+        }
+        text.remove_prefix(std::min(length + 1, text.size()));
+    }
+}
+
 }  // namespace
 
 void ReadMachineIni(const std::string& file, std::string_view bytes, Machine& machine) {
     const std::u16string text = DecodeText(file, bytes);
-    IniReader reader(machine);
-    std::u16string_view rest = text;
-    for (std::size_t line = 1; !rest.empty(); ++line) {
-        const std::size_t length = std::min(rest.find(u'\n'), rest.size());
-        try {
-            reader.ReadLine(Trim(rest.substr(0, length)));
-        } catch (const LineError& error) {
-            throw ImageError(file, line, reader.SectionPrefix() + error.what());
-        }
-        rest.remove_prefix(std::min(length + 1, rest.size()));
-    }
+    // What HKEY_CURRENT_USER means in a section of errors may be said behind it.
+    Machine draft;
+    ReadLines(file, text, draft);
+    machine.process = draft.process;
+    ReadLines(file, text, machine);
 }
 
 }  // namespace replay

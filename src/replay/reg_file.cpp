@@ -16,7 +16,6 @@ namespace {
 using platform::BYTE;
 using platform::DWORD;
 using platform::REG_BINARY;
-using platform::REG_DWORD;
 using platform::REG_SZ;
 using platform::simulated::CanonicalKeyPath;
 using platform::simulated::CharactersIn;
@@ -26,6 +25,7 @@ using platform::simulated::ValueData;
 
 constexpr std::u16string_view kHeader = u"Windows Registry Editor Version 5.00";
 constexpr std::size_t kDwordDigits = 8;
+constexpr std::size_t kByteDigits = 2;
 constexpr std::size_t kLineWidth = 80;
 
 std::optional<DWORD> HexDigit(char16_t character) {
@@ -164,7 +164,7 @@ class RegReader {
         else if (IsNext(u'"'))
             registry.SetText(*key_, name, ReadQuoted());
         else if (TakeIf(u"dword:"))
-            registry.SetDword(*key_, name, ReadHexNumber("dword"));
+            registry.SetDword(*key_, name, ReadHexNumber("dword", kDwordDigits));
         else if (TakeIf(u"hex"))
             ReadHexValue(registry, name);
         else
@@ -193,16 +193,16 @@ class RegReader {
         Fail(line, "the text has no closing quote");
     }
 
-    /// Reads a number of one to eight hexadecimal digits.
-    DWORD ReadHexNumber(const std::string& what) {
+    /// Reads a number of one to `mostDigits` hexadecimal digits.
+    DWORD ReadHexNumber(const std::string& what, std::size_t mostDigits) {
         DWORD number = 0;
         std::size_t digits = 0;
         while (!rest_.empty()) {
             const std::optional<DWORD> digit = HexDigit(rest_.front());
             if (!digit)
                 break;
-            if (++digits > kDwordDigits)
-                Fail("a broken " + what + ": more than eight digits");
+            if (++digits > mostDigits)
+                Fail("a broken " + what + ": more than " + std::to_string(mostDigits) + " digits");
             number = number << 4U | *digit;
             Take();
         }
@@ -214,7 +214,7 @@ class RegReader {
     void ReadHexValue(Registry& registry, const std::u16string& name) {
         DWORD type = REG_BINARY;
         if (TakeIf(u"(")) {
-            type = ReadHexNumber("type of a hex value");
+            type = ReadHexNumber("type of a hex value", kDwordDigits);
             if (!TakeIf(u")"))
                 Fail("a broken hex value: no \")\" behind its type");
         }
@@ -240,10 +240,7 @@ class RegReader {
             return bytes;
         do {
             SkipContinuations();
-            const DWORD byte = ReadHexNumber("hex value");
-            if (byte > 0xFF)
-                Fail("a broken hex value: a byte has two digits");
-            bytes.push_back(static_cast<BYTE>(byte));
+            bytes.push_back(static_cast<BYTE>(ReadHexNumber("hex value", kByteDigits)));
             SkipContinuations();
         } while (TakeIf(u","));
         return bytes;
@@ -274,7 +271,7 @@ void AppendHex(std::u16string& text, DWORD number, std::size_t digits) {
 bool IsPlainText(const RegistryValue& value) {
     const std::u16string characters = CharactersIn(value.data);
     return value.type == REG_SZ && value.data.size() % sizeof(char16_t) == 0 &&
-           characters.find(u'\0') == characters.size() - 1 &&
+           characters.find(u'\0') + 1 == characters.size() && !characters.empty() &&
            characters.find_first_of(u"\r\n") == std::u16string::npos;
 }
 
@@ -326,7 +323,7 @@ std::u16string FormatRegData(const RegistryValue& value) {
     for (std::size_t i = 0; i < value.data.size(); ++i) {
         if (i > 0)
             data += u',';
-        AppendHex(data, value.data[i], 2);
+        AppendHex(data, value.data[i], kByteDigits);
     }
     return data;
 }
@@ -338,9 +335,9 @@ std::string FormatRegFile(const Registry& registry) {
         for (const auto& [foldedName, value] : entry.content) {
             const std::u16string name = value.name.empty() ? u"@" : Quote(value.name);
             const std::u16string data = FormatRegData(value);
-            const std::u16string line = name + u"=" + data;
-            text += data.starts_with(u"hex") ? WrapHexLine(line) : line;
-            text += u"\r\n";
+            std::u16string line = name;
+            line.append(u"=").append(data);
+            text.append(data.starts_with(u"hex") ? WrapHexLine(line) : line).append(u"\r\n");
         }
     }
     std::string bytes(text.size() * sizeof(char16_t), '\0');

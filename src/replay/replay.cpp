@@ -83,10 +83,9 @@ void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
                             {"help", no_argument, nullptr, kHelpOption},
                             {"version", no_argument, nullptr, kVersionOption},
                             {nullptr, 0, nullptr, 0}};
-    std::vector<char*> pointers;
-    for (std::string& argument : arguments)
-        pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
+    std::vector<char*> pointers(arguments.size() + 1);
+    std::transform(arguments.begin(), arguments.end(), pointers.begin(),
+                   [](std::string& argument) { return argument.data(); });
     const int count = static_cast<int>(arguments.size());
     optind = 0;  // starts a new scan
     opterr = 0;

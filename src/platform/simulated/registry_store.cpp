@@ -1,12 +1,8 @@
 #include "platform/simulated/registry_store.h"
 
 #include <algorithm>
-#include <bit>
-#include <cstring>
 
 namespace platform::simulated {
-
-static_assert(std::endian::native == std::endian::little, "values are stored little-endian");
 
 namespace {
 
@@ -25,6 +21,11 @@ constexpr RootName kRootNames[] = {
     {u"HKEY_CURRENT_CONFIG",
      u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Hardware Profiles\\Current"},
 };
+
+void AppendCharacter(ValueData& data, char16_t character) {
+    data.push_back(static_cast<BYTE>(character & 0xFFU));
+    data.push_back(static_cast<BYTE>(character >> 8U));
+}
 
 }  // namespace
 
@@ -75,8 +76,9 @@ void Registry::SetText(std::u16string_view path, std::u16string_view name,
 }
 
 void Registry::SetDword(std::u16string_view path, std::u16string_view name, DWORD number) {
-    ValueData data(sizeof(number));
-    std::memcpy(data.data(), &number, sizeof(number));
+    ValueData data;
+    AppendCharacter(data, static_cast<char16_t>(number));
+    AppendCharacter(data, static_cast<char16_t>(number >> 16U));
     SetValue(path, name, REG_DWORD, std::move(data));
 }
 
@@ -104,14 +106,17 @@ std::optional<std::u16string> CanonicalKeyPath(std::u16string_view path,
 }
 
 ValueData DataOfText(std::u16string_view text) {
-    ValueData data((text.size() + 1) * sizeof(char16_t));
-    std::memcpy(data.data(), text.data(), text.size() * sizeof(char16_t));
+    ValueData data;
+    for (const char16_t character : text)
+        AppendCharacter(data, character);
+    AppendCharacter(data, u'\0');
     return data;
 }
 
 std::u16string CharactersIn(const ValueData& data) {
-    std::u16string characters(data.size() / sizeof(char16_t), u'\0');
-    std::memcpy(characters.data(), data.data(), characters.size() * sizeof(char16_t));
+    std::u16string characters;
+    for (std::size_t i = 1; i < data.size(); i += 2)
+        characters.push_back(static_cast<char16_t>(data[i] << 8U | data[i - 1]));
     return characters;
 }
 
@@ -122,11 +127,10 @@ std::u16string TextIn(const ValueData& data) {
 }
 
 std::optional<DWORD> DwordIn(const RegistryValue* value) {
-    DWORD number = 0;
-    if (value == nullptr || value->type != REG_DWORD || value->data.size() != sizeof(number))
+    if (value == nullptr || value->type != REG_DWORD || value->data.size() != sizeof(DWORD))
         return std::nullopt;
-    std::memcpy(&number, value->data.data(), sizeof(number));
-    return number;
+    const std::u16string halves = CharactersIn(value->data);
+    return static_cast<DWORD>(halves[1]) << 16U | halves[0];
 }
 
 std::vector<std::u16string> TextListIn(const ValueData& data) {

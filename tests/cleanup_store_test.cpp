@@ -1,0 +1,96 @@
+#include "records/cleanup_store.h"
+
+#include "support/machines.h"
+
+#include <gtest/gtest.h>
+
+namespace saltrove {
+namespace {
+
+using namespace test;
+
+TEST(CleanupStore, ReducesPathsToFileNames) {
+    const struct {
+        const char16_t* paths;
+        const char16_t* names;
+    } cases[] = {
+        {u"", u""},
+        {u"C:\\Windows\\Installer\\a.msp", u"a.msp"},
+        {u"C:\\Windows\\Installer\\a.msp;C:\\Windows\\Installer\\b.msp", u"a.msp;b.msp"},
+        {u"a.msp;;C:\\b.msp;", u"a.msp;b.msp"},
+        {u"C:\\x;y\\a.msp", u"x;a.msp"},
+        {u"C:\\a\\;C:\\b.msp;C:\\c\\", u"b.msp;"},
+    };
+    for (const auto& row : cases)
+        EXPECT_EQ(ReduceToFileNames(row.paths), row.names);
+}
+
+TEST(CleanupStore, WritesEachRecordInItsForm) {
+    Machine machine = MakeIncrementalMachine();
+    machine.recordsCalls = true;
+    RunWithLog(machine, [] {
+        LogCurrentPatchInfo(kProduct, u"24.3.20790.15");
+        LogCleanupRecord(kProduct, false, u"");
+        LogOrphanPatches(kProduct, 2, u"x.msp;y.msp");
+        LogOrphanPatches(kProduct, 0, u"");
+        LogExitState(kProduct, ExitState::OnlyIncrementalPatches);
+    });
+    EXPECT_EQ(StoreText(machine), "AffectedMachine=dword:00000000\n"
+                                  "CleanupTime=dword:6afd55c6\n"
+                                  "CurrentPatchType=\"Incremental\"\n"
+                                  "CurrentPatchVersion=\"24.3.20790.15\"\n"
+                                  "ExitState=dword:00000006\n"
+                                  "OrphanPatchCount=dword:00000000\n"
+                                  "OrphanPatches=\"x.msp;y.msp\"\n"
+                                  "PatchMarkForDeletionList=\"\"\n");
+    EXPECT_EQ(machine.registry.FindValue(kStore, u"PatchMarkForDeletionList")->data.size(), 2U);
+    EXPECT_EQ(LogText(machine),
+              "Current applied patch is Incremental: Upd2400320790_incr.msp\n"
+              "Logged current patch info - Version: 24.3.20790.15, Type: Incremental\n"
+              "Logged exit state: 6\n");
+    for (const auto& call : machine.calls) {
+        if (call.call == "RegCreateKeyExW") {
+            EXPECT_EQ(call.numbers, (std::vector<std::uint64_t>{0, 0x20006}));
+        }
+    }
+
+    RunWithLog(machine, [] {
+        LogCleanupRecord(kProduct, true, u"C:\\a.msp");
+        LogAffectedMachine(kProduct, true);
+    });
+    EXPECT_NE(StoreText(machine).find("AffectedMachine=dword:00000001\n"), std::string::npos);
+    EXPECT_NE(StoreText(machine).find("PatchMarkForDeletionList=\"a.msp\"\n"), std::string::npos);
+}
+
+TEST(CleanupStore, WithoutItsKeyOnlyTheFirstWriterSaysSo) {
+    Machine machine = MakeIncrementalMachine();
+    AddFault(machine, "RegCreateKeyExW", kStore, 5);
+    RunWithLog(machine, [] {
+        LogCurrentPatchInfo(kProduct, u"24.3.20790");
+        LogCleanupRecord(kProduct, true, u"C:\\a.msp");
+        LogOrphanPatches(kProduct, 1, u"x.msp");
+        LogAffectedMachine(kProduct, true);
+        LogExitState(kProduct, ExitState::Success);
+    });
+    EXPECT_EQ(StoreText(machine), "");
+    EXPECT_EQ(LogText(machine), "Failed to open registry key for logging current patch info\n");
+    EXPECT_EQ(machine.CallCount("MsiEnumPatchesExW"), 0U);
+}
+
+TEST(CleanupStore, AValueThatCannotBeSetStopsNoOther) {
+    Machine machine = MakeIncrementalMachine();
+    for (const char16_t* name : {u"AffectedMachine", u"CurrentPatchVersion", u"ExitState"})
+        AddFault(machine, "RegSetValueExW", kStore + u"\\" + name, 5);
+    RunWithLog(machine, [] {
+        LogCurrentPatchInfo(kProduct, u"24.3.20790");
+        LogCleanupRecord(kProduct, true, u"");
+        LogExitState(kProduct, ExitState::Success);
+    });
+    EXPECT_EQ(StoreText(machine), "CleanupTime=dword:6afd55c6\n"
+                                  "CurrentPatchType=\"Incremental\"\n"
+                                  "PatchMarkForDeletionList=\"\"\n");
+    EXPECT_NE(LogText(machine).find("Logged exit state: 0\n"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace saltrove

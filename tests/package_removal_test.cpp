@@ -1,0 +1,99 @@
+#include "cleanup/package_removal.h"
+
+#include "platform/simulated/pending_renames.h"
+#include "support/machines.h"
+
+#include <gtest/gtest.h>
+
+namespace saltrove {
+namespace {
+
+using namespace test;
+
+const std::u16string kPath = u"C:\\WINDOWS\\Installer\\1.MSP";
+
+TEST(PackageRemoval, DeletesOrMarksOrLeaves) {
+    const struct {
+        const char* name;
+        DWORD deleteError;  // 0: none
+        DWORD markError;
+        bool simulate;
+        RemovalOutcome outcome;
+        const char* lines;
+        unsigned marks;
+    } cases[] = {
+        {"Simulated", 5, 5, true, RemovalOutcome::Simulated, "  [SIMULATION] Would delete\n", 0},
+        {"Deleted", 0, 0, false, RemovalOutcome::Deleted, "  [DELETED] Successfully deleted\n", 0},
+        {"InUse", 32, 0, false, RemovalOutcome::Marked,
+         "  [DELETE FAILED] Error code: 32\n"
+         "  [MARKED FOR DELETION] Scheduled for deletion on reboot\n",
+         1},
+        {"AccessDenied", 5, 0, false, RemovalOutcome::Marked,
+         "  [DELETE FAILED] Error code: 5\n"
+         "  [MARKED FOR DELETION] Scheduled for deletion on reboot\n",
+         1},
+        {"AnotherError", 0xFFFFFFFF, 0, false, RemovalOutcome::DeleteFailed,
+         "  [DELETE FAILED] Error code: 4294967295\n", 0},
+        {"NeitherWay", 32, 1314, false, RemovalOutcome::MarkFailed,
+         "  [DELETE FAILED] Error code: 32\nmark: 1314\n", 1},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        Machine machine = MakeMachine();
+        machine.drive.AddFile(kCache + u"1.msp", "package");
+        machine.recordsCalls = true;
+        if (row.deleteError != 0)
+            AddFault(machine, "DeleteFileW", kPath, row.deleteError);
+        if (row.markError != 0)
+            AddFault(machine, "MoveFileExW", kPath, row.markError);
+        RunWithLog(machine,
+                   [&] { EXPECT_EQ(RemovePackage(kPath, row.simulate, u"mark: "), row.outcome); });
+        EXPECT_EQ(LogText(machine), row.lines);
+        EXPECT_EQ(CacheText(machine), row.outcome == RemovalOutcome::Deleted ? "" : "1.msp");
+        EXPECT_EQ(machine.CallCount("DeleteFileW"), row.simulate ? 0U : 1U);
+        EXPECT_EQ(machine.CallCount("MoveFileExW"), row.marks);
+        for (const auto& call : machine.calls) {
+            if (call.call == "MoveFileExW") {
+                EXPECT_EQ(call.numbers, std::vector<std::uint64_t>{4});
+            }
+            if (call.call == "MoveFileExW" || call.call == "DeleteFileW") {
+                EXPECT_EQ(call.subject, kPath) << "the path is handed on as it is";
+            }
+        }
+    }
+}
+
+TEST(PackageRemoval, MarksBehindWhatIsMarkedAlready) {
+    Machine machine = MakeMachine();
+    machine.drive.AddFile(kPath, "package");
+    const std::u16string key =
+        u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Session Manager";
+    const std::u16string name = u"PendingFileRenameOperations";
+    const std::u16string before(u"\\??\\C:\\a\0\\??\\C:\\b\0\\??\\C:\\c\0\0", 28);
+    machine.registry.SetValue(key, name, platform::REG_MULTI_SZ,
+                              platform::simulated::DataOfText(before));
+    AddFault(machine, "DeleteFileW", u"", 32);
+    RunWithLog(machine, [&] { (void)RemovePackage(kPath, false, u""); });
+    const std::u16string after = before + u"\\??\\" + kPath + std::u16string(2, u'\0');
+    EXPECT_EQ(machine.registry.FindValue(key, name)->data, platform::simulated::DataOfText(after));
+    const auto renames = platform::simulated::ReadPendingRenames(machine.registry);
+    ASSERT_EQ(renames.size(), 3U);
+    EXPECT_EQ(renames[0].newPath, u"C:\\b");
+    EXPECT_EQ(renames[1].path + renames[1].newPath, u"C:\\c");
+    EXPECT_EQ(renames[2].path, kPath);
+}
+
+TEST(PackageRemoval, KnowsTheCacheFolder) {
+    Machine machine;
+    const platform::simulated::MachineScope scope(machine);
+    EXPECT_TRUE(IsInInstallerCache(u"C:\\Windows\\Installer\\a.msp"));
+    EXPECT_TRUE(IsInInstallerCache(u"c:\\WINDOWS\\INSTALLER\\"));
+    for (const char16_t* path :
+         {u"", u"C:\\Windows\\Installer", u"D:\\Windows\\Installer\\a.msp",
+          u"X:\\C:\\Windows\\Installer\\a.msp", u"C:\\Windows\\Installers\\a.msp",
+          u"\\\\?\\C:\\Windows\\Installer\\a.msp"})
+        EXPECT_FALSE(IsInInstallerCache(path));
+}
+
+}  // namespace
+}  // namespace saltrove

@@ -1,0 +1,137 @@
+#include "inventory/patch_record.h"
+
+#include "inventory/installer_query.h"
+#include "support/machines.h"
+
+#include <gtest/gtest.h>
+
+namespace saltrove {
+namespace {
+
+using namespace test;
+using platform::simulated::MachineScope;
+
+TEST(InstallerQuery, PacksAGuidInBracesAndNothingElse) {
+    EXPECT_EQ(PackGuid(u"{12345678-9ABC-DEF0-1234-56789ABCDEF0}"),
+              u"87654321CBA90FED21436587A9CBED0F");
+    EXPECT_EQ(PackGuid(u"{abcdefgh?ijkl?mnop?qrst?uvwxyzABCDEF}"),
+              u"hgfedcbalkjiponmrqtsvuxwzyBADCFE")
+        << "letter case stays, and nobody looks at hyphens or digits";
+    for (const char16_t* text :
+         {u"12345678-9ABC-DEF0-1234-56789ABCDEF0", u"{12345678-9ABC-DEF0-1234-56789ABCDEF}",
+          u"{12345678-9ABC-DEF0-1234-56789ABCDEF00}", u"[12345678-9ABC-DEF0-1234-56789ABCDEF0}",
+          u"{12345678-9ABC-DEF0-1234-56789ABCDEF0]", u""})
+        EXPECT_FALSE(PackGuid(text));
+}
+
+TEST(InstallerQuery, ReadsANumberAsFarAsItGoes) {
+    const struct {
+        const char16_t* text;
+        std::int32_t number;
+    } cases[] = {{u"1", 1},
+                 {u" \t-12x9", -12},
+                 {u"+8", 8},
+                 {u"", 0},
+                 {u"x1", 0},
+                 {u"--1", 0},
+                 {u"00000008 ", 8},
+                 {u"99999999999", 2147483647},
+                 {u"-99999999999", -2147483648}};
+    for (const auto& row : cases)
+        EXPECT_EQ(ReadDecimalPrefix(row.text), row.number);
+}
+
+TEST(InstallerQuery, TextsThatDoNotFitCountAsUnreadable) {
+    Machine machine = MakeIncrementalMachine();
+    const MachineScope scope(machine);
+    const std::u16string code = PatchCode(0);
+    const auto text = [](std::size_t length) { return std::u16string(length, u'x'); };
+
+    machine.registry.SetText(PackageKey(0), u"LocalPackage", text(259));
+    EXPECT_EQ(GetLocalPackage(code, kProduct), text(259));
+    machine.registry.SetText(PackageKey(0), u"LocalPackage", text(260));
+    EXPECT_EQ(GetLocalPackage(code, kProduct), std::nullopt);
+
+    machine.registry.SetText(StateKey(0), u"DisplayName", text(127));
+    EXPECT_EQ(GetPatchDisplayName(code, kProduct), text(127));
+    machine.registry.SetText(StateKey(0), u"DisplayName", text(128));
+    EXPECT_EQ(GetPatchDisplayName(code, kProduct), u"");
+
+    machine.registry.SetText(SourceListKey(0), u"PackageName", text(259));
+    EXPECT_EQ(ReadPackageName(code), text(259));
+    machine.registry.SetText(SourceListKey(0), u"PackageName", text(260));
+    EXPECT_EQ(ReadPackageName(code), std::nullopt);
+
+    machine.registry.SetDword(StateKey(0), u"State", 999'999'999);
+    EXPECT_EQ(GetPatchState(code, kProduct), 999'999'999);
+    machine.registry.SetDword(StateKey(0), u"State", 1'000'000'000);
+    EXPECT_EQ(GetPatchState(code, kProduct), 0) << "ten digits and a terminator are eleven";
+}
+
+TEST(InstallerQuery, PackageNameIsTakenInAnyTypeAndWithoutATerminator) {
+    Machine machine = MakeIncrementalMachine();
+    const MachineScope scope(machine);
+    machine.registry.SetValue(SourceListKey(0), u"PackageName", platform::REG_BINARY,
+                              {u'a', 0, u'b', 0});
+    EXPECT_EQ(ReadPackageName(PatchCode(0)), u"ab");
+    machine.registry.SetValue(SourceListKey(0), u"PackageName", platform::REG_SZ,
+                              platform::simulated::ValueData(520, 'y'));
+    EXPECT_EQ(ReadPackageName(PatchCode(0)), std::u16string(260, 0x7979));
+    EXPECT_EQ(ReadPackageName(u"no guid"), std::nullopt);
+    ExpectNothingOpen(machine);
+}
+
+TEST(PatchRecord, StateNames) {
+    EXPECT_EQ(PatchStateName(1), u"Applied");
+    EXPECT_EQ(PatchStateName(2), u"Superseded");
+    EXPECT_EQ(PatchStateName(4), u"Obsoleted");
+    EXPECT_EQ(PatchStateName(8), u"Registered");
+    EXPECT_EQ(PatchStateName(0), u"Unknown(0)");
+    EXPECT_EQ(PatchStateName(-3), u"Unknown(-3)");
+}
+
+TEST(PatchRecord, AFailureEmptiesAFieldOrTakesThePatchAway) {
+    Machine machine = MakeIncrementalMachine();
+    machine.registry.RemoveValue(PackageKey(0), u"LocalPackage");
+    machine.registry.RemoveValue(StateKey(1), u"DisplayName");
+    machine.registry.RemoveKey(SourceListKey(2));
+    machine.registry.RemoveValue(StateKey(3), u"State");
+    machine.registry.SetText(SourceListKey(5), u"PackageName", u"no number");
+    AddPatch(machine, 4, {1, u"Update", u"Upd", u"4.msp"});
+    machine.recordsCalls = true;
+    RunWithLog(machine, [] {
+        const std::vector<PatchRecord> patches = EnumerateProductPatches(kProduct);
+        ASSERT_EQ(patches.size(), 6U);
+        const PatchRecord& whole = patches[0];
+        EXPECT_EQ(whole.patchCode, PatchCode(1));
+        EXPECT_EQ(whole.localPackage, kCache + u"1.msp");
+        EXPECT_EQ(whole.version, u"") << "its display name is missing";
+        EXPECT_EQ(whole.packageName, u"Upd2400120613_incr.msp");
+        EXPECT_EQ(whole.versionNumber, u"2400120613");
+        EXPECT_EQ(whole.state, 2);
+        EXPECT_EQ(patches[1].packageName + patches[1].versionNumber, u"");
+        EXPECT_EQ(patches[1].version, u"24.2.20687");
+        EXPECT_EQ(patches[2].state, 0);
+        EXPECT_EQ(patches[4].packageName, u"no number");
+        EXPECT_EQ(patches[4].versionNumber, u"");
+        EXPECT_EQ(patches[5].patchCode, patches[3].patchCode) << "a repeated patch stays";
+    });
+    EXPECT_EQ(LogText(machine), "  [WARN] Failed to get display name for patch: "
+                                "{12345678-9ABC-DEF0-1234-56789ABCDE10}\n"
+                                "Found 6 installed patches\n");
+    EXPECT_EQ(machine.calls[3].call, "MsiEnumPatchesExW");
+    EXPECT_EQ(machine.calls[3].numbers, (std::vector<std::uint64_t>{4, 15, 0}));
+}
+
+TEST(PatchRecord, TheListEndsAtTheFirstErrorWhateverItIs) {
+    Machine machine = MakeIncrementalMachine();
+    AddFault(machine, "MsiEnumPatchesExW", u"", 1610, 3, 3);
+    RunWithLog(machine, [] {
+        EXPECT_EQ(EnumerateProductPatches(kProduct).size(), 2U);
+        EXPECT_EQ(EnumerateProductPatches(u"{no product}").size(), 0U);
+    });
+    EXPECT_EQ(LogText(machine), "Found 2 installed patches\nFound 0 installed patches\n");
+}
+
+}  // namespace
+}  // namespace saltrove

@@ -1,0 +1,135 @@
+#include "inventory/patch_versions.h"
+
+#include "support/machines.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <regex>
+
+namespace saltrove {
+namespace {
+
+struct TextCase {
+    const char* name;
+    const char16_t* text;
+    const char16_t* expected;
+};
+
+TEST(PatchVersions, DottedVersionIsTheFirstInParentheses) {
+    const TextCase cases[] = {
+        {"FirstOfTwo", u"Update (1.2) (3.4.5)", u"1.2"},
+        {"LoneNumber", u"Update (2024)", u""},
+        {"LaterWellFormed", u"Update (2024) (1.2.3 beta) (1.2.3)", u"1.2.3"},
+        {"BlankInside", u"Update ( 1.2.3 )", u""},
+        {"DotAtAnEnd", u"(1.2.) (.1.2)", u""},
+        {"DoubledDot", u"(1..2)", u""},
+        {"Nested", u"((1.2))", u"1.2"},
+        {"NotClosed", u"(1.2", u""},
+        {"OpenedAgain", u"(1.2(3.4)", u"3.4"},
+        {"LeadingZeros", u"(024.008.1)", u"024.008.1"},
+        {"OtherDigits", u"(\u0661.\u0662)", u""},
+        {"Empty", u"", u""},
+    };
+    for (const TextCase& row : cases)
+        EXPECT_EQ(ExtractVersionFromDisplayName(row.text), row.expected) << row.name;
+}
+
+TEST(PatchVersions, NumberIsTheFirstTenDigitsInARow) {
+    const TextCase cases[] = {
+        {"Ten", u"Upd2400320790.msp", u"2400320790"},
+        {"Eleven", u"Upd24003207901_incr", u"2400320790"},
+        {"NineThenTen", u"123456789_1234567890", u"1234567890"},
+        {"Nine", u"123456789", u""},
+        {"TenWithADot", u"24003.20790", u""},
+        {"Empty", u"", u""},
+    };
+    for (const TextCase& row : cases)
+        EXPECT_EQ(ExtractVersionNumber(row.text), row.expected) << row.name;
+}
+
+/// What a search for the pattern captures.
+std::u16string Capture(const std::wregex& pattern, const std::u16string& text) {
+    const std::wstring wide(text.begin(), text.end());
+    std::wsmatch match;
+    if (!std::regex_search(wide, match, pattern))
+        return {};
+    const std::wstring captured = match[1].str();
+    return {captured.begin(), captured.end()};
+}
+
+TEST(PatchVersions, FindWhatTheRegularExpressionsFind) {
+    const std::wregex versionPattern(LR"(\((\d+(?:\.\d+)+)\))");
+    const std::wregex numberPattern(LR"((\d{10}))");
+    constexpr unsigned kSeed = 20261118;
+    std::mt19937 random(kSeed);
+    int versions = 0;
+    int numbers = 0;
+    for (int round = 0; round < 20'000; ++round) {
+        std::u16string text;
+        const std::u16string_view alphabet = round % 2 == 0 ? u"()..12" : u"123456789012_";
+        for (auto length = random() % 24; length > 0; --length)
+            text += alphabet[random() % alphabet.size()];
+        const std::u16string version = ExtractVersionFromDisplayName(text);
+        const std::u16string number = ExtractVersionNumber(text);
+        ASSERT_EQ(version, Capture(versionPattern, text)) << "seed " << kSeed << ", " << round;
+        ASSERT_EQ(number, Capture(numberPattern, text)) << "seed " << kSeed << ", " << round;
+        versions += version.empty() ? 0 : 1;
+        numbers += number.empty() ? 0 : 1;
+    }
+    EXPECT_GT(versions, 100);
+    EXPECT_GT(numbers, 100);
+}
+
+TEST(PatchVersions, NormalizedVersionEndsBeforeItsThirdDot) {
+    const TextCase cases[] = {
+        {"Five", u"1.2.3.4.5", u"1.2.3"}, {"Four", u"1.2.3.4", u"1.2.3"},
+        {"Three", u"1.2.3", u"1.2.3"},    {"Two", u"1.2", u"1.2"},
+        {"DotsAlone", u"....", u".."},    {"Empty", u"", u""},
+    };
+    for (const TextCase& row : cases)
+        EXPECT_EQ(NormalizeVersion(row.text), row.expected) << row.name;
+}
+
+TEST(PatchVersions, NumbersAreOrderedByTheirEndsAlone) {
+    const struct {
+        const char* name;
+        const char16_t* a;
+        const char16_t* b;
+        int order;
+    } cases[] = {
+        {"FirstTwoDecide", u"2400199999", u"2500100000", -1},
+        {"SecondCharacter", u"2400100000", u"2300199999", 1},
+        {"LastFiveDecide", u"2400120604", u"2400120605", -1},
+        {"FifthCharacterFromTheEnd", u"2400130000", u"2400129999", 1},
+        {"MiddleHasNoPart", u"2499920604", u"2400120604", 0},
+        {"Same", u"2400120604", u"2400120604", 0},
+        {"Nine", u"240012060", u"999999999", 0},
+        {"Eleven", u"24001206041", u"2400120605", 0},
+        {"Empty", u"", u"2400120604", 0},
+    };
+    for (const auto& row : cases) {
+        EXPECT_EQ(CompareVersionNumbers(row.a, row.b), row.order) << row.name;
+        EXPECT_EQ(CompareVersionNumbers(row.b, row.a), -row.order) << row.name;
+    }
+}
+
+TEST(PatchVersions, TypeIsToldByThePackageName) {
+    EXPECT_EQ(PatchTypeOfPackage(u""), u"Unknown");
+    EXPECT_EQ(PatchTypeOfPackage(u"Upd_incr"), u"Incremental");
+    EXPECT_EQ(PatchTypeOfPackage(u"_incremental2400320790.msp"), u"Incremental");
+    EXPECT_EQ(PatchTypeOfPackage(u"Upd2400320790_INCR.msp"), u"Cumulative");
+    EXPECT_EQ(PatchTypeOfPackage(u"x"), u"Cumulative");
+}
+
+TEST(PatchVersions, LowerCaseIsTheNativeLocalesOrElseTheClassic) {
+    test::Machine machine;
+    const platform::simulated::MachineScope scope(machine);
+    EXPECT_EQ(LowerCaseCopy(u"C:\\WINDOWS\\\u00C9\u0416[Z"), u"c:\\windows\\\u00E9\u0436[z");
+    test::AddFault(machine, "_create_locale", u"", 1);
+    EXPECT_EQ(LowerCaseCopy(u"C:\\WINDOWS\\\u00C9[Z"), u"c:\\windows\\\u00C9[z");
+    test::ExpectNothingOpen(machine);
+}
+
+}  // namespace
+}  // namespace saltrove

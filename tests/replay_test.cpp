@@ -1,0 +1,226 @@
+#include "replay/replay.h"
+
+#include "replay/image.h"
+#include "replay/reg_file.h"
+#include "support/machines.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace replay {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A folder for one test, removed at its end.
+class Replay : public testing::Test {
+  public:
+    Replay(const Replay&) = delete;
+    Replay& operator=(const Replay&) = delete;
+
+  protected:
+    Replay() {
+        std::string name = (fs::temp_directory_path() / "saltrove-test-XXXXXX").string();
+        folder_ = mkdtemp(name.data());
+        image_ = folder_ / "image";
+        fs::create_directories(image_);
+    }
+    ~Replay() override {
+        fs::remove_all(folder_);
+    }
+    /// Writes a file of the image.
+    void Write(const std::string& name, const std::string& bytes) {
+        fs::create_directories((image_ / name).parent_path());
+        std::ofstream(image_ / name, std::ios::binary) << bytes;
+    }
+
+    /// Runs saltrove-replay; its status, what it wrote, and what it complained of.
+    int RunReplayWith(std::vector<std::string> arguments, bool isColoured = false) {
+        arguments.insert(arguments.begin(), "saltrove-replay");
+        std::ostringstream out;
+        std::ostringstream err;
+        const int status = RunReplay(arguments, out, err, isColoured);
+        out_ = out.str();
+        err_ = err.str();
+        return status;
+    }
+
+    fs::path folder_;
+    fs::path image_;
+    std::string out_;
+    std::string err_;
+};
+
+std::string ReadFile(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// Every file of a folder with its content, and every folder.
+std::string Snapshot(const fs::path& folder) {
+    std::string text;
+    std::vector<fs::path> paths(fs::recursive_directory_iterator(folder), {});
+    std::sort(paths.begin(), paths.end());
+    for (const fs::path& path : paths)
+        text += path.lexically_relative(folder).string() + "\n" +
+                (fs::is_regular_file(path) ? ReadFile(path) : "") + "\n";
+    return text;
+}
+
+class Sample : public Replay, public testing::WithParamInterface<const char*> {};
+
+TEST_P(Sample, ReplaysAsExpectedAndStaysAsItIs) {
+    const fs::path sample = fs::path(SALTROVE_SAMPLES) / GetParam();
+    const std::string before = Snapshot(sample);
+    const fs::path out = folder_ / "out";
+    EXPECT_EQ(RunReplayWith({sample.string(), "--out", out.string()}), 0);
+    EXPECT_EQ(out_, ReadFile(fs::path(SALTROVE_EXPECTED) / (GetParam() + std::string(".txt"))));
+    EXPECT_EQ(Snapshot(sample), before);
+
+    // What was written is an image of the machine after the run, and replays again.
+    const auto machine = ReadImage(out).machine;
+    EXPECT_EQ(ReadFile(out / "registry.reg"), FormatRegFile(machine.registry));
+    EXPECT_EQ(ReadFile(out / "machine.ini"), ReadFile(sample / "machine.ini"));
+    EXPECT_EQ(ReadFile(out / "args.txt"), ReadFile(sample / "args.txt"));
+    EXPECT_EQ(RunReplayWith({out.string()}), 0);
+    EXPECT_NE(out_.find("Cleanup duration check: FAILED"), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(Samples, Sample,
+                         testing::Values("incremental", "cumulative", "too-recent"),
+                         [](const auto& sample) {
+                             std::string name = sample.param;
+                             std::erase(name, '-');
+                             return name;
+                         });
+
+TEST_F(Replay, TheOutImageIsTheMachineAfterTheRun) {
+    fs::create_directories(folder_ / "out");
+    EXPECT_EQ(
+        RunReplayWith({SALTROVE_SAMPLES "/incremental", "--out=" + (folder_ / "out").string()}), 0);
+    const fs::path cache = folder_ / "out/C/Windows/Installer";
+    EXPECT_FALSE(fs::exists(cache / "2f60d5.msp"));
+    EXPECT_TRUE(fs::exists(cache / "31c8e2.msp")) << "it goes at the next restart only";
+    EXPECT_EQ(ReadFile(cache / "47be09.msp"),
+              ReadFile(SALTROVE_SAMPLES "/incremental/C/Windows/Installer/47be09.msp"));
+    EXPECT_NE(ReadFile(folder_ / "out/C/Windows/Temp/PatchCleanuplog.txt").find("Started"),
+              std::string::npos);
+    const auto machine = ReadImage(folder_ / "out").machine;
+    EXPECT_NE(test::StoreText(machine).find("PatchMarkForDeletionList=\"2f60d5.msp;31c8e2.msp\""),
+              std::string::npos);
+}
+
+TEST_F(Replay, AnEmptyImageIsAMachineWithoutArguments) {
+    EXPECT_EQ(RunReplayWith({image_.string()}), 1);
+    EXPECT_NE(out_.find("The run log was off."), std::string::npos);
+    EXPECT_NE(out_.find("Registry values\n  none changed\n"), std::string::npos);
+    EXPECT_EQ(err_, "");
+    EXPECT_EQ(RunReplayWith({image_.string(), "--", "{4D2E}", "1.0", "x", "y"}), 1);
+    EXPECT_EQ(RunReplayWith({image_.string(), "--", "{4D2E}", ""}), 0);
+    EXPECT_NE(out_.find("CurrentPatchVersion: (none) -> \"\"\n"), std::string::npos);
+}
+
+TEST_F(Replay, TellsOfALogThatCouldNotBeOpenedAndOfRemovedValues) {
+    Write("a.reg", "Windows Registry Editor Version 5.00\n"
+                   "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Kelvane\\Kelvane Ostrel\\Trunk\\Cleanup]\n"
+                   "\"EnablePatchCleanuplog\"=dword:1\n\"ExitState\"=hex(1):41\n");
+    // A later export wins, in name order without regard to letter case.
+    Write("B.REG", "Windows Registry Editor Version 5.00\n"
+                   "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Kelvane\\Kelvane Ostrel\\Trunk\\Cleanup]\n"
+                   "\"ExitState\"=dword:7\n");
+    Write("args.txt", "{4D2E}\r\n\r\n");
+    EXPECT_EQ(RunReplayWith({image_.string()}, true), 0);
+    EXPECT_NE(out_.find("\x1B[1mRun log\x1B[0m\n  The run log was on, but "
+                        "C:\\Windows\\Temp\\PatchCleanuplog.txt could not be opened.\n"),
+              std::string::npos);
+    EXPECT_NE(out_.find("ExitState: dword 7 -> dword 5\n"), std::string::npos) << out_;
+}
+
+TEST_F(Replay, ALogThatIsThereGrowsAndOnlyTheNewLinesAreShown) {
+    fs::copy(SALTROVE_SAMPLES "/too-recent", image_, fs::copy_options::recursive);
+    Write("C/Windows/Temp/PatchCleanuplog.txt", "old line\r\n");
+    EXPECT_EQ(RunReplayWith({image_.string(), "--out", (folder_ / "out").string()}), 0);
+    EXPECT_EQ(out_.find("old line"), std::string::npos);
+    EXPECT_TRUE(ReadFile(folder_ / "out/C/Windows/Temp/PatchCleanuplog.txt")
+                    .starts_with("old line\r\n[2026-11-18 07:37:42.123] ====="));
+    EXPECT_EQ(ReadFile(image_ / "C/Windows/Temp/PatchCleanuplog.txt"), "old line\r\n");
+}
+
+TEST_F(Replay, AnImageThatCannotBeReadIsNamedAndNothingIsWritten) {
+    const struct {
+        const char* file;
+        const char* bytes;
+        const char* error;
+    } cases[] = {
+        {"a.reg", "x", "/a.reg:1: the first line is not"},
+        {"machine.ini", "[x]", "/machine.ini:1: \"[x]\" is not a section\n"},
+        {"args.txt", "a\n\xFF\n", "/args.txt:2: invalid UTF-8\n"},
+        {"C/\xE9.msp", "", "the file name is not UTF-8\n"},
+        {"C/a\\b", "", "/C/a\\b: the file name is none that Windows can have\n"},
+        {"C", "", "/C: Not a directory\n"},
+    };
+    for (const auto& row : cases) {
+        fs::remove_all(image_);
+        Write(row.file, row.bytes);
+        const fs::path out = folder_ / "out";
+        EXPECT_EQ(RunReplayWith({image_.string(), "--out", out.string()}), kExitBadImage);
+        EXPECT_NE(err_.find(row.error), std::string::npos) << err_;
+        EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 1) << err_;
+        EXPECT_EQ(out_, "");
+        EXPECT_FALSE(fs::exists(out));
+    }
+    fs::remove_all(image_);
+    Write("C/x/a.msp", "");
+    Write("C/X/b.msp", "");
+    EXPECT_EQ(RunReplayWith({image_.string()}), kExitBadImage);
+    EXPECT_NE(err_.find("differs in letter case only"), std::string::npos);
+    fs::remove_all(image_ / "C/X");
+    fs::create_symlink("/", image_ / "C/link");
+    EXPECT_EQ(RunReplayWith({image_.string()}), kExitBadImage);
+    EXPECT_NE(err_.find("C/link: a symbolic link"), std::string::npos);
+    EXPECT_EQ(RunReplayWith({(folder_ / "none").string()}), kExitBadImage);
+    EXPECT_NE(err_.find("none: not a folder"), std::string::npos);
+}
+
+TEST_F(Replay, AWrongCommandLineGivesTheUsage) {
+    const std::string image = image_.string();
+    Write("args.txt", "x");
+    const struct {
+        std::vector<std::string> arguments;
+        std::string error;
+    } cases[] = {
+        {{}, "IMAGE is missing"},
+        {{"--", "a"}, "IMAGE is missing"},
+        {{image, image}, "more than one IMAGE"},
+        {{image, "--out"}, "--out needs a value"},
+        {{image, "--out", "--", "a"}, "--out needs a value"},
+        {{image, "--frobnicate"}, "--frobnicate is not an option"},
+        {{image, "-x"}, "-x is not an option"},
+        {{image, "--", "\xFF"}, "an argument of the run is not UTF-8"},
+        {{image, "--out", image}, "is not empty"},
+        {{image, "--out", image + "/args.txt"}, "is not a folder"},
+        {{image, "--out", image + "/new"}, "lies inside the image"},
+    };
+    for (const auto& row : cases) {
+        EXPECT_EQ(RunReplayWith(row.arguments), kExitUsage) << row.error;
+        EXPECT_NE(err_.find(row.error + "\nusage: saltrove-replay IMAGE"), std::string::npos)
+            << err_;
+        EXPECT_EQ(out_, "");
+    }
+    EXPECT_EQ(Snapshot(image_), "args.txt\nx\n");
+}
+
+TEST_F(Replay, TellsHelpAndVersion) {
+    EXPECT_EQ(RunReplayWith({"--help"}), 0);
+    EXPECT_TRUE(out_.starts_with("usage: saltrove-replay IMAGE [--out DIR] [-- ARGUMENT...]\n"));
+    EXPECT_EQ(RunReplayWith({"--version"}), 0);
+    EXPECT_TRUE(out_.starts_with("saltrove-replay 0."));
+    EXPECT_EQ(err_, "");
+}
+
+}  // namespace
+}  // namespace replay

@@ -1,0 +1,139 @@
+#include "support/machines.h"
+
+#include "replay/reg_file.h"
+#include "replay/unicode.h"
+#include "run/run_driver.h"
+
+#include <gtest/gtest.h>
+
+namespace test {
+
+using platform::simulated::MachineScope;
+
+namespace {
+
+const std::u16string kClasses = u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\Installer";
+const std::u16string kUserData =
+    u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData\\"
+    u"S-1-5-18";
+const std::u16string kPackedProduct = u"1E09A7B5E2D491C4A845CE3810F63C00";
+
+std::u16string PackedPatch(int number) {
+    std::u16string packed = u"87654321CBA90FED21436587A9CBED00";
+    packed[31] = static_cast<char16_t>(u'0' + number);
+    return packed;
+}
+
+}  // namespace
+
+std::u16string PatchCode(int number) {
+    std::u16string code = u"{12345678-9ABC-DEF0-1234-56789ABCDE00}";
+    code[35] = static_cast<char16_t>(u'0' + number);
+    return code;
+}
+
+std::u16string SourceListKey(int number) {
+    return kClasses + u"\\Patches\\" + PackedPatch(number) + u"\\SourceList";
+}
+
+std::u16string PackageKey(int number) {
+    return kUserData + u"\\Patches\\" + PackedPatch(number);
+}
+
+std::u16string StateKey(int number) {
+    return kUserData + u"\\Products\\" + kPackedProduct + u"\\Patches\\" + PackedPatch(number);
+}
+
+Machine MakeMachine() {
+    Machine machine;
+    machine.clock.utc = std::chrono::sys_seconds(std::chrono::seconds(kNow));
+    machine.drive.AddDirectory(u"C:\\Windows\\Temp");
+    machine.drive.AddDirectory(u"C:\\Windows\\Installer");
+    machine.registry.SetDword(kStore, u"EnablePatchCleanuplog", 1);
+    machine.registry.SetDword(kRoot + u"\\WebResource", u"iRandom", 4000);
+    return machine;
+}
+
+void AddPatch(Machine& machine, int number, const Patch& patch) {
+    const std::u16string listKey = kClasses + u"\\Products\\" + kPackedProduct + u"\\Patches";
+    std::u16string list;
+    if (const auto* value = machine.registry.FindValue(listKey, u"Patches")) {
+        list = platform::simulated::CharactersIn(value->data);
+        list.pop_back();
+    }
+    list += PackedPatch(number) + u'\0';
+    machine.registry.SetValue(listKey, u"Patches", platform::REG_MULTI_SZ,
+                              platform::simulated::DataOfText(list));
+    machine.registry.SetText(PackageKey(number), u"LocalPackage", kCache + patch.file);
+    machine.registry.SetText(StateKey(number), u"DisplayName", patch.displayName);
+    machine.registry.SetDword(StateKey(number), u"State", patch.state);
+    machine.registry.SetText(SourceListKey(number), u"PackageName", patch.packageName);
+    machine.drive.AddFile(kCache + patch.file, "package");
+}
+
+Machine MakeIncrementalMachine() {
+    Machine machine = MakeMachine();
+    AddPatch(machine, 0, {2, u"Update (24.1.20604)", u"Upd2400120604.msp", u"0.msp"});
+    AddPatch(machine, 1, {2, u"Update (24.1.20613)", u"Upd2400120613_incr.msp", u"1.msp"});
+    AddPatch(machine, 2, {2, u"Update (24.2.20687)", u"Upd2400220687.msp", u"2.msp"});
+    AddPatch(machine, 3, {2, u"Update (24.2.20736)", u"Upd2400220736_incr.msp", u"3.msp"});
+    AddPatch(machine, 4, {1, u"Update (24.3.20790)", u"Upd2400320790_incr.msp", u"4.msp"});
+    AddPatch(machine, 5, {8, u"Update (24.4.20842)", u"Upd2400420842_incr.msp", u"5.msp"});
+    return machine;
+}
+
+void AddFault(Machine& machine, std::string call, std::u16string subject, DWORD code,
+              unsigned first, unsigned last) {
+    machine.faults.Add({std::move(call), std::move(subject), code, first, last});
+}
+
+int RunTool(Machine& machine, std::vector<std::u16string> arguments) {
+    arguments.insert(arguments.begin(), machine.process.module);
+    const MachineScope scope(machine);
+    const int exitCode = saltrove::RunProgram(arguments);
+    ExpectNothingOpen(machine);
+    return exitCode;
+}
+
+std::string LogBytes(const Machine& machine) {
+    const auto* node = machine.drive.Find(kLog);
+    return node == nullptr ? "(no log)" : node->bytes;
+}
+
+std::string LogText(const Machine& machine) {
+    const std::string stamp = "[2026-11-18 07:37:42.000] ";
+    std::string text;
+    std::string_view rest;
+    const std::string bytes = LogBytes(machine);
+    for (rest = bytes; !rest.empty();) {
+        std::string line(rest.substr(0, rest.find("\r\n")));
+        rest.remove_prefix(std::min(line.size() + 2, rest.size()));
+        text += line.starts_with(stamp) ? line.substr(stamp.size()) : "!" + line;
+        text += '\n';
+    }
+    return text;
+}
+
+std::string StoreText(const Machine& machine) {
+    std::string text;
+    const auto* store = machine.registry.AllKeys().Find(kStore);
+    for (const auto& [name, value] : store->content) {
+        if (value.name != u"EnablePatchCleanuplog")
+            text += replay::EncodeUtf8(value.name + u"=" + replay::FormatRegData(value)) + "\n";
+    }
+    return text;
+}
+
+std::string CacheText(const Machine& machine) {
+    std::string text;
+    for (const auto* entry : machine.drive.AllNodes().Children(u"C:\\Windows\\Installer"))
+        text += (text.empty() ? "" : " ") + replay::EncodeUtf8(entry->path.substr(kCache.size()));
+    return text;
+}
+
+void ExpectNothingOpen(const Machine& machine) {
+    EXPECT_EQ(machine.open.Count(), 0U);
+    EXPECT_EQ(machine.badHandles, 0U);
+}
+
+}  // namespace test
