@@ -27,7 +27,6 @@ TEST(CleanupStore, ReducesPathsToFileNames) {
 
 TEST(CleanupStore, WritesEachRecordInItsForm) {
     Machine machine = MakeIncrementalMachine();
-    machine.recordsCalls = true;
     RunWithLog(machine, [] {
         LogCurrentPatchInfo(kProduct, u"24.3.20790.15");
         LogCleanupRecord(kProduct, false, u"");
@@ -48,11 +47,7 @@ TEST(CleanupStore, WritesEachRecordInItsForm) {
               "Current applied patch is Incremental: Upd2400320790_incr.msp\n"
               "Logged current patch info - Version: 24.3.20790.15, Type: Incremental\n"
               "Logged exit state: 6\n");
-    for (const auto& call : machine.calls) {
-        if (call.call == "RegCreateKeyExW") {
-            EXPECT_EQ(call.numbers, (std::vector<std::uint64_t>{0, 0x20006}));
-        }
-    }
+    EXPECT_EQ(NumbersOf(machine, "RegCreateKeyExW"), (std::vector<std::uint64_t>{0, 0x20006}));
 
     RunWithLog(machine, [] {
         LogCleanupRecord(kProduct, true, u"C:\\a.msp");

@@ -8,9 +8,6 @@ namespace saltrove {
 namespace {
 
 using namespace test;
-using platform::REG_DWORD;
-using platform::REG_SZ;
-using platform::simulated::ValueData;
 
 const std::string kPolicyLine =
     "GetPatchCleanupFeatureLockState: Checking registry at "
@@ -19,53 +16,28 @@ const std::string kNotFound =
     "PatchCleanupEnabled value not found in registry. Falling back to default behavior.\n";
 
 struct PolicyCase {
-    const char* name;
-    const char16_t* valueName;
-    DWORD type;
-    ValueData data;
+    const char* value;
     FeatureLockState state;
     std::string line;
 };
 
 TEST(FeatureLockPolicy, OnlyADwordOfZeroOrOneIsAPolicy) {
+    const std::string name = "FeatureLockDown: PatchCleanupEnabled ";
+    const std::string unexpected = "has unexpected value. Falling back to default behavior.\n";
     const PolicyCase cases[] = {
-        {"Enabled",
-         u"PatchCleanFlag",
-         REG_DWORD,
-         {1, 0, 0, 0},
-         FeatureLockState::Enabled,
-         "FeatureLockDown: PatchCleanupEnabled is set to 1 (Enabled).\n"},
-        {"Disabled",
-         u"PatchCleanFlag",
-         REG_DWORD,
-         {0, 0, 0, 0},
-         FeatureLockState::Disabled,
-         "FeatureLockDown: PatchCleanupEnabled is set to 0 (Disabled).\n"},
-        {"Two",
-         u"PatchCleanFlag",
-         REG_DWORD,
-         {2, 0, 0, 0},
-         FeatureLockState::NotSet,
-         "FeatureLockDown: PatchCleanupEnabled has unexpected value. Falling back to default "
-         "behavior.\n"},
-        {"Text", u"PatchCleanFlag", REG_SZ, {u'1', 0, 0, 0}, FeatureLockState::NotSet, kNotFound},
-        {"TooLong",
-         u"PatchCleanFlag",
-         REG_DWORD,
-         {1, 0, 0, 0, 0},
-         FeatureLockState::NotSet,
-         kNotFound},
-        {"NameOfTheLogTexts",
-         u"PatchCleanupEnabled",
-         REG_DWORD,
-         {0, 0, 0, 0},
-         FeatureLockState::NotSet,
-         kNotFound},
+        {"\"PatchCleanFlag\"=dword:1", FeatureLockState::Enabled,
+         name + "is set to 1 (Enabled).\n"},
+        {"\"PatchCleanFlag\"=dword:0", FeatureLockState::Disabled,
+         name + "is set to 0 (Disabled).\n"},
+        {"\"PatchCleanFlag\"=dword:2", FeatureLockState::NotSet, name + unexpected},
+        {"\"PatchCleanFlag\"=\"1\"", FeatureLockState::NotSet, kNotFound},
+        {"\"PatchCleanFlag\"=hex(4):01,00,00,00,00", FeatureLockState::NotSet, kNotFound},
+        {"\"PatchCleanupEnabled\"=dword:0", FeatureLockState::NotSet, kNotFound},
     };
     for (const PolicyCase& row : cases) {
-        SCOPED_TRACE(row.name);
+        SCOPED_TRACE(row.value);
         Machine machine = MakeMachine();
-        machine.registry.SetValue(kPolicy, row.valueName, row.type, row.data);
+        SetValue(machine, kPolicy, row.value);
         RunWithLog(machine,
                    [&] { EXPECT_EQ(GetPatchCleanupFeatureLockState(kProduct), row.state); });
         EXPECT_EQ(LogText(machine), kPolicyLine + row.line);
@@ -78,7 +50,7 @@ TEST(FeatureLockPolicy, WithoutAKeyOrATrackItIsNotSet) {
     AddFault(machine, "RegOpenKeyExW", kPolicy, 5);
     RunWithLog(machine, [&] {
         EXPECT_EQ(GetPatchCleanupFeatureLockState(kProduct), FeatureLockState::NotSet);
-        machine.recordsCalls = true;
+        machine.calls.clear();
         EXPECT_EQ(GetPatchCleanupFeatureLockState(u"short"), FeatureLockState::NotSet);
     });
     EXPECT_EQ(LogText(machine),
@@ -102,78 +74,56 @@ TEST(FeatureLockPolicy, FollowsTrackAndFamilyAndNotTheRoot) {
 }
 
 TEST(CleanupInterval, IsNinetyDaysAndWraps) {
-    const struct {
-        const char* name;
-        DWORD lastCleanup;
-        bool passes;
-    } cases[] = {
-        {"JustLongEnough", kNow - 7'776'000, true},
-        {"OneSecondShort", kNow - 7'775'999, false},
-        {"ThisSecond", kNow, false},
-        {"InTheFuture", kNow + 1, true},
-        {"Never", 0, true},
-    };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
-        Machine machine = MakeMachine();
-        machine.registry.SetDword(kStore, u"CleanupTime", row.lastCleanup);
-        RunWithLog(machine, [&] { EXPECT_EQ(CheckCleanupDuration(kProduct), row.passes); });
-        EXPECT_EQ(LogText(machine), "!(no log)\n");
-    }
-    // Behind 2106 the low 32 bits begin anew.
-    EXPECT_FALSE(HasIntervalPassed(100, 0xFFFFFFFF));
-    EXPECT_TRUE(HasIntervalPassed(7'776'000, 0));
+    EXPECT_TRUE(HasIntervalPassed(kNow, kNow - 7'776'000));
+    EXPECT_FALSE(HasIntervalPassed(kNow, kNow - 7'775'999));
+    EXPECT_FALSE(HasIntervalPassed(kNow, kNow));
+    EXPECT_TRUE(HasIntervalPassed(kNow, kNow + 1)) << "a time in the future holds nothing back";
+    EXPECT_FALSE(HasIntervalPassed(100, 0xFFFFFFFF)) << "behind 2106 the numbers begin anew";
 }
 
-TEST(CleanupInterval, WithoutAUsableTimeItPasses) {
+TEST(CleanupInterval, OnlyAUsableTimeHoldsACleanupBack) {
     Machine machine = MakeMachine();
-    RunWithLog(machine, [] {
-        EXPECT_TRUE(CheckCleanupDuration(kProduct));
-        EXPECT_TRUE(CheckCleanupDuration(u"no such product"));
-    });
-    machine.registry.SetValue(kStore, u"CleanupTime", REG_SZ, {0, 0, 0, 0});
-    machine.registry.SetDword(kStore, u"Other", kNow);
-    RunWithLog(machine, [] { EXPECT_TRUE(CheckCleanupDuration(kProduct)); });
+    const auto check = [&](const std::u16string& productCode) {
+        bool passes = false;
+        RunWithLog(machine, [&] { passes = CheckCleanupDuration(productCode); });
+        return passes;
+    };
+    EXPECT_TRUE(check(kProduct));
+    EXPECT_TRUE(check(u"no such product"));
+    SetValue(machine, kStore, "\"CleanupTime\"=hex(1):c6,55,fd,6a");
+    EXPECT_TRUE(check(kProduct));
+    SetValue(machine, kStore, "\"CleanupTime\"=dword:6afd55c6");
+    EXPECT_FALSE(check(kProduct));
+    EXPECT_EQ(LogBytes(machine), "(no log)");
 }
 
 struct SampleCase {
-    const char* name;
-    DWORD type;
-    ValueData data;
+    const char* value;
     bool passes;
     std::string lines;  ///< behind the line that names the key
 };
 
-std::string Numbers(const std::string& first, const std::string& second) {
-    return "GetIRandomFromRegistry: iRandom = " + first + "\niRandom: " + second + "\n";
-}
-
 TEST(UserSampling, TakesTheBandOfIRandomOnZR) {
     const std::string key = "SOFTWARE\\Kelvane\\Kelvane Ostrel\\ZR\\WebResource";
     const std::string eligible = "Eligible for cleanup based on iRandom sampling.\n";
+    const auto numbers = [](const std::string& stored, const std::string& taken) {
+        return "GetIRandomFromRegistry: iRandom = " + stored + "\niRandom: " + taken + "\n";
+    };
     const SampleCase cases[] = {
-        {"LowestIn", REG_DWORD, {0x77, 0x0D, 0, 0}, true, Numbers("3447", "3447") + eligible},
-        {"BelowIt", REG_DWORD, {0x76, 0x0D, 0, 0}, false, Numbers("3446", "3446")},
-        {"HighestIn", REG_DWORD, {0xFF, 0x15, 0, 0}, true, Numbers("5631", "5631") + eligible},
-        {"AboveIt", REG_DWORD, {0x00, 0x16, 0, 0}, false, Numbers("5632", "5632")},
-        {"Negative", REG_DWORD, {0, 0, 0, 0x80}, false, Numbers("2147483648", "-2147483648")},
-        {"MinusOneIsAFailure",
-         REG_DWORD,
-         {0xFF, 0xFF, 0xFF, 0xFF},
-         false,
-         "GetIRandomFromRegistry: iRandom = 4294967295\n"},
-        {"ShortTextIsANumber", REG_SZ, {u'5', 0, 0, 0}, false, Numbers("53", "53")},
-        {"OneByte", REG_DWORD, {7}, false, Numbers("7", "7")},
-        {"TooLong",
-         REG_SZ,
-         {u'4', 0, u'7', 0, 0, 0},
-         false,
-         "RegQueryValueExW failed for iRandom in: " + key + " (Error 234)\n"},
+        {"dword:00000d77", true, numbers("3447", "3447") + eligible},
+        {"dword:00000d76", false, numbers("3446", "3446")},
+        {"dword:000015ff", true, numbers("5631", "5631") + eligible},
+        {"dword:00001600", false, numbers("5632", "5632")},
+        {"dword:80000000", false, numbers("2147483648", "-2147483648")},
+        {"dword:ffffffff", false, "GetIRandomFromRegistry: iRandom = 4294967295\n"},
+        {"\"5\"", false, numbers("53", "53")},
+        {"hex:07", false, numbers("7", "7")},
+        {"\"47\"", false, "RegQueryValueExW failed for iRandom in: " + key + " (Error 234)\n"},
     };
     for (const SampleCase& row : cases) {
-        SCOPED_TRACE(row.name);
+        SCOPED_TRACE(row.value);
         Machine machine = MakeMachine();
-        machine.registry.SetValue(kRoot + u"\\WebResource", u"iRandom", row.type, row.data);
+        SetValue(machine, kRoot + u"\\WebResource", "\"iRandom\"=" + std::string(row.value));
         RunWithLog(machine, [&] { EXPECT_EQ(IsExpEnableForUser(kProduct), row.passes); });
         EXPECT_EQ(LogText(machine),
                   "GetIRandomFromRegistry: Reading iRandom from " + key + "\n" + row.lines);

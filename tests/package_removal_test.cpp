@@ -13,35 +13,30 @@ using namespace test;
 const std::u16string kPath = u"C:\\WINDOWS\\Installer\\1.MSP";
 
 TEST(PackageRemoval, DeletesOrMarksOrLeaves) {
+    const std::string inUse = "  [DELETE FAILED] Error code: 32\n";
+    const std::string denied = "  [DELETE FAILED] Error code: 5\n";
+    const std::string marked = "  [MARKED FOR DELETION] Scheduled for deletion on reboot\n";
     const struct {
         const char* name;
         DWORD deleteError;  // 0: none
         DWORD markError;
         bool simulate;
         RemovalOutcome outcome;
-        const char* lines;
+        std::string lines;
         unsigned marks;
     } cases[] = {
         {"Simulated", 5, 5, true, RemovalOutcome::Simulated, "  [SIMULATION] Would delete\n", 0},
         {"Deleted", 0, 0, false, RemovalOutcome::Deleted, "  [DELETED] Successfully deleted\n", 0},
-        {"InUse", 32, 0, false, RemovalOutcome::Marked,
-         "  [DELETE FAILED] Error code: 32\n"
-         "  [MARKED FOR DELETION] Scheduled for deletion on reboot\n",
-         1},
-        {"AccessDenied", 5, 0, false, RemovalOutcome::Marked,
-         "  [DELETE FAILED] Error code: 5\n"
-         "  [MARKED FOR DELETION] Scheduled for deletion on reboot\n",
-         1},
+        {"InUse", 32, 0, false, RemovalOutcome::Marked, inUse + marked, 1},
+        {"AccessDenied", 5, 0, false, RemovalOutcome::Marked, denied + marked, 1},
         {"AnotherError", 0xFFFFFFFF, 0, false, RemovalOutcome::DeleteFailed,
          "  [DELETE FAILED] Error code: 4294967295\n", 0},
-        {"NeitherWay", 32, 1314, false, RemovalOutcome::MarkFailed,
-         "  [DELETE FAILED] Error code: 32\nmark: 1314\n", 1},
+        {"NeitherWay", 32, 1314, false, RemovalOutcome::MarkFailed, inUse + "mark: 1314\n", 1},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
         Machine machine = MakeMachine();
         machine.drive.AddFile(kCache + u"1.msp", "package");
-        machine.recordsCalls = true;
         if (row.deleteError != 0)
             AddFault(machine, "DeleteFileW", kPath, row.deleteError);
         if (row.markError != 0)
@@ -53,13 +48,10 @@ TEST(PackageRemoval, DeletesOrMarksOrLeaves) {
         EXPECT_EQ(machine.CallCount("DeleteFileW"), row.simulate ? 0U : 1U);
         EXPECT_EQ(machine.CallCount("MoveFileExW"), row.marks);
         for (const auto& call : machine.calls) {
-            if (call.call == "MoveFileExW") {
-                EXPECT_EQ(call.numbers, std::vector<std::uint64_t>{4});
-            }
-            if (call.call == "MoveFileExW" || call.call == "DeleteFileW") {
-                EXPECT_EQ(call.subject, kPath) << "the path is handed on as it is";
-            }
+            const bool isRemoval = call.call == "MoveFileExW" || call.call == "DeleteFileW";
+            EXPECT_TRUE(!isRemoval || call.subject == kPath) << "the path is handed on as it is";
         }
+        EXPECT_EQ(NumbersOf(machine, "MoveFileExW"), std::vector<std::uint64_t>(row.marks, 4));
     }
 }
 

@@ -25,20 +25,12 @@ TEST(InstallerQuery, PacksAGuidInBracesAndNothingElse) {
 }
 
 TEST(InstallerQuery, ReadsANumberAsFarAsItGoes) {
-    const struct {
-        const char16_t* text;
-        std::int32_t number;
-    } cases[] = {{u"1", 1},
-                 {u" \t-12x9", -12},
-                 {u"+8", 8},
-                 {u"", 0},
-                 {u"x1", 0},
-                 {u"--1", 0},
-                 {u"00000008 ", 8},
-                 {u"99999999999", 2147483647},
-                 {u"-99999999999", -2147483648}};
-    for (const auto& row : cases)
-        EXPECT_EQ(ReadDecimalPrefix(row.text), row.number);
+    EXPECT_EQ(ReadDecimalPrefix(u"00000008 "), 8);
+    EXPECT_EQ(ReadDecimalPrefix(u" \t-12x9"), -12);
+    EXPECT_EQ(ReadDecimalPrefix(u"+99999999999"), 2147483647);
+    EXPECT_EQ(ReadDecimalPrefix(u"-99999999999"), -2147483648);
+    for (const char16_t* text : {u"", u"x1", u"--1", u"- 1"})
+        EXPECT_EQ(ReadDecimalPrefix(text), 0);
 }
 
 TEST(InstallerQuery, TextsThatDoNotFitCountAsUnreadable) {
@@ -98,7 +90,6 @@ TEST(PatchRecord, AFailureEmptiesAFieldOrTakesThePatchAway) {
     machine.registry.RemoveValue(StateKey(3), u"State");
     machine.registry.SetText(SourceListKey(5), u"PackageName", u"no number");
     AddPatch(machine, 4, {1, u"Update", u"Upd", u"4.msp"});
-    machine.recordsCalls = true;
     RunWithLog(machine, [] {
         const std::vector<PatchRecord> patches = EnumerateProductPatches(kProduct);
         ASSERT_EQ(patches.size(), 6U);
@@ -119,8 +110,7 @@ TEST(PatchRecord, AFailureEmptiesAFieldOrTakesThePatchAway) {
     EXPECT_EQ(LogText(machine), "  [WARN] Failed to get display name for patch: "
                                 "{12345678-9ABC-DEF0-1234-56789ABCDE10}\n"
                                 "Found 6 installed patches\n");
-    EXPECT_EQ(machine.calls[3].call, "MsiEnumPatchesExW");
-    EXPECT_EQ(machine.calls[3].numbers, (std::vector<std::uint64_t>{4, 15, 0}));
+    EXPECT_EQ(NumbersOf(machine, "MsiEnumPatchesExW"), (std::vector<std::uint64_t>{4, 15, 0}));
 }
 
 TEST(PatchRecord, TheListEndsAtTheFirstErrorWhateverItIs) {

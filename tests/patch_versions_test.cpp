@@ -36,16 +36,10 @@ TEST(PatchVersions, DottedVersionIsTheFirstInParentheses) {
 }
 
 TEST(PatchVersions, NumberIsTheFirstTenDigitsInARow) {
-    const TextCase cases[] = {
-        {"Ten", u"Upd2400320790.msp", u"2400320790"},
-        {"Eleven", u"Upd24003207901_incr", u"2400320790"},
-        {"NineThenTen", u"123456789_1234567890", u"1234567890"},
-        {"Nine", u"123456789", u""},
-        {"TenWithADot", u"24003.20790", u""},
-        {"Empty", u"", u""},
-    };
-    for (const TextCase& row : cases)
-        EXPECT_EQ(ExtractVersionNumber(row.text), row.expected) << row.name;
+    EXPECT_EQ(ExtractVersionNumber(u"Upd24003207901_incr"), u"2400320790");
+    EXPECT_EQ(ExtractVersionNumber(u"123456789_1234567890"), u"1234567890");
+    EXPECT_EQ(ExtractVersionNumber(u"24003.20790"), u"");
+    EXPECT_EQ(ExtractVersionNumber(u""), u"");
 }
 
 /// What a search for the pattern captures.
@@ -82,13 +76,11 @@ TEST(PatchVersions, FindWhatTheRegularExpressionsFind) {
 }
 
 TEST(PatchVersions, NormalizedVersionEndsBeforeItsThirdDot) {
-    const TextCase cases[] = {
-        {"Five", u"1.2.3.4.5", u"1.2.3"}, {"Four", u"1.2.3.4", u"1.2.3"},
-        {"Three", u"1.2.3", u"1.2.3"},    {"Two", u"1.2", u"1.2"},
-        {"DotsAlone", u"....", u".."},    {"Empty", u"", u""},
-    };
-    for (const TextCase& row : cases)
-        EXPECT_EQ(NormalizeVersion(row.text), row.expected) << row.name;
+    EXPECT_EQ(NormalizeVersion(u"1.2.3.4.5"), u"1.2.3");
+    EXPECT_EQ(NormalizeVersion(u"1.2.3."), u"1.2.3");
+    EXPECT_EQ(NormalizeVersion(u"1.2.3"), u"1.2.3");
+    EXPECT_EQ(NormalizeVersion(u"...."), u"..");
+    EXPECT_EQ(NormalizeVersion(u""), u"");
 }
 
 TEST(PatchVersions, NumbersAreOrderedByTheirEndsAlone) {

@@ -108,20 +108,14 @@ std::string TestName(const testing::TestParamInfo<fs::path>& image) {
 INSTANTIATE_TEST_SUITE_P(Samples, Images, testing::ValuesIn(ImagesIn(SALTROVE_SAMPLES)), TestName);
 INSTANTIATE_TEST_SUITE_P(Tests, Images, testing::ValuesIn(ImagesIn(SALTROVE_IMAGES)), TestName);
 
-TEST_F(Replay, TheOutImageIsTheMachineAfterTheRun) {
+TEST_F(Replay, TheOutImageHoldsTheDriveAfterTheRun) {
+    const fs::path sample = fs::path(SALTROVE_SAMPLES) / "incremental";
     fs::create_directories(folder_ / "out");
-    EXPECT_EQ(
-        RunReplayWith({SALTROVE_SAMPLES "/incremental", "--out=" + (folder_ / "out").string()}), 0);
-    const fs::path cache = folder_ / "out/C/Windows/Installer";
-    EXPECT_FALSE(fs::exists(cache / "2f60d5.msp"));
-    EXPECT_TRUE(fs::exists(cache / "31c8e2.msp")) << "it goes at the next restart only";
-    EXPECT_EQ(ReadFile(cache / "47be09.msp"),
-              ReadFile(SALTROVE_SAMPLES "/incremental/C/Windows/Installer/47be09.msp"));
-    EXPECT_NE(ReadFile(folder_ / "out/C/Windows/Temp/PatchCleanuplog.txt").find("Started"),
-              std::string::npos);
-    const auto machine = ReadImage(folder_ / "out").machine;
-    EXPECT_NE(test::StoreText(machine).find("PatchMarkForDeletionList=\"2f60d5.msp;31c8e2.msp\""),
-              std::string::npos);
+    EXPECT_EQ(RunReplayWith({sample.string(), "--out=" + (folder_ / "out").string()}), 0);
+    const fs::path cache = "C/Windows/Installer";
+    EXPECT_FALSE(fs::exists(folder_ / "out" / cache / "2f60d5.msp"));
+    for (const char* kept : {"31c8e2.msp", "47be09.msp"})
+        EXPECT_EQ(ReadFile(folder_ / "out" / cache / kept), ReadFile(sample / cache / kept));
 }
 
 TEST_F(Replay, AnEmptyImageIsAMachineWithoutArguments) {

@@ -8,28 +8,19 @@ namespace saltrove {
 namespace {
 
 using namespace test;
-using platform::REG_BINARY;
-using platform::REG_DWORD;
-using platform::REG_SZ;
-using platform::simulated::ValueData;
 
 const std::string kStamp = "[2026-11-18 07:37:42.000] ";
 
 TEST(RunLog, IsSwitchedOnByADwordOfOneAlone) {
     const struct {
-        const char* name;
-        DWORD type;
-        ValueData data;
+        const char* value;
         bool isOn;
-    } cases[] = {
-        {"One", REG_DWORD, {1, 0, 0, 0}, true},     {"Zero", REG_DWORD, {0, 0, 0, 0}, false},
-        {"Two", REG_DWORD, {2, 0, 0, 0}, false},    {"Text", REG_SZ, {u'1', 0, 0, 0}, false},
-        {"Bytes", REG_BINARY, {1, 0, 0, 0}, false}, {"TooLong", REG_DWORD, {1, 0, 0, 0, 0}, false},
-    };
+    } cases[] = {{"dword:1", true}, {"dword:0", false},         {"dword:2", false},
+                 {"\"1\"", false},  {"hex:01,00,00,00", false}, {"hex(4):01,00,00,00,00", false}};
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
+        SCOPED_TRACE(row.value);
         Machine machine = MakeMachine();
-        machine.registry.SetValue(kStore, u"EnablePatchCleanuplog", row.type, row.data);
+        SetValue(machine, kStore, "\"EnablePatchCleanuplog\"=" + std::string(row.value));
         RunWithLog(machine, [] { WriteRunLog(u"line"); });
         EXPECT_EQ(LogBytes(machine), row.isOn ? kStamp + "line\r\n" : "(no log)");
     }
@@ -52,7 +43,6 @@ TEST(RunLog, StaysOffForAnUnknownProductAndBeforeItIsStarted) {
 
 TEST(RunLog, WritesOneByteACharacterAndCrLf) {
     Machine machine = MakeMachine();
-    machine.recordsCalls = true;
     RunWithLog(machine, [] {
         WriteRunLog(u"caf\u00E9 \u00FF\u0001");
         WriteRunLog(u"");
@@ -61,10 +51,7 @@ TEST(RunLog, WritesOneByteACharacterAndCrLf) {
     RunWithLog(machine, [] { WriteRunLog(u"second run"); });
     EXPECT_EQ(LogBytes(machine), kStamp + "caf\xE9 \xFF\x01\r\n" + kStamp + "\r\n" + kStamp +
                                      "ends in a line feed\r\n\r\n" + kStamp + "second run\r\n");
-    const auto opened = std::find_if(machine.calls.begin(), machine.calls.end(),
-                                     [](const auto& call) { return call.call == "_wfsopen"; });
-    ASSERT_NE(opened, machine.calls.end());
-    EXPECT_EQ(opened->numbers, std::vector<std::uint64_t>{64}) << "shared with everybody";
+    EXPECT_EQ(NumbersOf(machine, "_wfsopen"), std::vector<std::uint64_t>{64}) << "shared with all";
 }
 
 TEST(RunLog, EachLineIsWithTheSystemWhenItsCallReturns) {

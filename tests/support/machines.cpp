@@ -46,6 +46,7 @@ std::u16string StateKey(int number) {
 
 Machine MakeMachine() {
     Machine machine;
+    machine.recordsCalls = true;
     machine.clock.utc = std::chrono::sys_seconds(std::chrono::seconds(kNow));
     machine.drive.AddDirectory(u"C:\\Windows\\Temp");
     machine.drive.AddDirectory(u"C:\\Windows\\Installer");
@@ -82,6 +83,12 @@ Machine MakeIncrementalMachine() {
     return machine;
 }
 
+void SetValue(Machine& machine, const std::u16string& keyPath, const std::string& line) {
+    const std::string head = "Windows Registry Editor Version 5.00\n[";
+    replay::ReadRegFile("", head + replay::EncodeUtf8(keyPath) + "]\n" + line, {},
+                        machine.registry);
+}
+
 void AddFault(Machine& machine, std::string call, std::u16string subject, DWORD code,
               unsigned first, unsigned last) {
     machine.faults.Add({std::move(call), std::move(subject), code, first, last});
@@ -95,6 +102,14 @@ int RunTool(Machine& machine, std::vector<std::u16string> arguments) {
     return exitCode;
 }
 
+std::vector<std::uint64_t> NumbersOf(const Machine& machine, std::string_view call) {
+    for (const auto& record : machine.calls) {
+        if (record.call == call)
+            return record.numbers;
+    }
+    return {};
+}
+
 std::string LogBytes(const Machine& machine) {
     const auto* node = machine.drive.Find(kLog);
     return node == nullptr ? "(no log)" : node->bytes;
@@ -103,9 +118,8 @@ std::string LogBytes(const Machine& machine) {
 std::string LogText(const Machine& machine) {
     const std::string stamp = "[2026-11-18 07:37:42.000] ";
     std::string text;
-    std::string_view rest;
     const std::string bytes = LogBytes(machine);
-    for (rest = bytes; !rest.empty();) {
+    for (std::string_view rest = bytes; !rest.empty();) {
         std::string line(rest.substr(0, rest.find("\r\n")));
         rest.remove_prefix(std::min(line.size() + 2, rest.size()));
         text += line.starts_with(stamp) ? line.substr(stamp.size()) : "!" + line;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/simulated/machine.h"
+#include "run/run_log.h"
 
 #include <string>
 #include <vector>
@@ -47,16 +48,30 @@ void AddPatch(Machine& machine, int number, const Patch& patch);
 /// cumulative patch, 3.msp lies between, 4.msp is applied, version 24.3.20790, 5.msp is the latest.
 Machine MakeIncrementalMachine();
 
+/// Sets a value as a line of a registry export does, such as `"iRandom"=dword:1`.
+void SetValue(Machine& machine, const std::u16string& keyPath, const std::string& line);
+
 /// Makes calls on the machine fail, see platform::simulated::Fault.
 void AddFault(Machine& machine, std::string call, std::u16string subject, DWORD code,
               unsigned first = 1, unsigned last = 0xFFFFFFFF);
+
+void ExpectNothingOpen(const Machine& machine);
 
 /// Runs the program with these arguments behind its name. Expects that it leaves nothing open.
 int RunTool(Machine& machine, std::vector<std::u16string> arguments);
 
 /// Runs `body` as a process whose run log is on, on the machine. Expects as RunTool does.
 template <typename Body>
-void RunWithLog(Machine& machine, Body body);
+void RunWithLog(Machine& machine, Body body) {
+    const platform::simulated::MachineScope scope(machine);
+    saltrove::InitRunLog(kProduct);
+    body();
+    saltrove::CloseRunLog();
+    ExpectNothingOpen(machine);
+}
+
+/// The numeric arguments of the first call of that name, on a machine that records its calls.
+std::vector<std::uint64_t> NumbersOf(const Machine& machine, std::string_view call);
 
 /// The bytes of the run log.
 std::string LogBytes(const Machine& machine);
@@ -70,17 +85,4 @@ std::string StoreText(const Machine& machine);
 /// The names of the files in the cache folder, joined by blanks.
 std::string CacheText(const Machine& machine);
 
-void ExpectNothingOpen(const Machine& machine);
-
 }  // namespace test
-
-#include "run/run_log.h"
-
-template <typename Body>
-void test::RunWithLog(Machine& machine, Body body) {
-    const platform::simulated::MachineScope scope(machine);
-    saltrove::InitRunLog(kProduct);
-    body();
-    saltrove::CloseRunLog();
-    ExpectNothingOpen(machine);
-}
