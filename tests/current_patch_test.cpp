@@ -39,6 +39,8 @@ TEST(CurrentPatch, IsAnAppliedOneOfTheVersion) {
 
 TEST(CurrentPatch, PassesOverWhatItCannotRead) {
     Machine machine = MakeMachine();
+    AddPatch(machine, 6, {1, u"(1.2.3)", u"state_incr", u"a"});
+    machine.registry.RemoveValue(StateKey(6), u"State");
     for (int number = 0; number < 5; ++number)
         AddPatch(machine, number, {1, u"(1.2.3)", u"Upd", u"a"});
     AddPatch(machine, 5, {1, u"(1.2.3)", u"second_incr", u"a"});

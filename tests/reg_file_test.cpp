@@ -140,7 +140,7 @@ TEST(RegFile, WhatIsWrittenReadsAgainTheSame) {
     registry.SetText(kKey + u"\\b", u"", u"");
     registry.SetText(kKey + u"\\B c", u"lines", u"one\r\ntwo\n");
     registry.SetDword(kKey + u"\\A", u"dword", 0x89ABCDEF);
-    registry.SetValue(kKey, u"odd text", 1, {0x41, 0x00, 0x42});
+    registry.SetValue(kKey, u"odd text", 1, {0x41, 0, 0, 0, 0x42});
     registry.SetValue(kKey, u"two ends", 1, {0x41, 0, 0, 0, 0, 0});
     registry.SetValue(kKey, u"no end", 1, {0x41, 0});
     registry.SetValue(kKey, u"nothing", 1, {});
