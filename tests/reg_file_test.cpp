@@ -1,7 +1,7 @@
 #include "replay/reg_file.h"
 
+#include "platform/simulated/unicode.h"
 #include "replay/image_error.h"
-#include "replay/unicode.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +9,7 @@ namespace replay {
 namespace {
 
 using platform::simulated::DataOfText;
+using platform::simulated::EncodeUtf8;
 using platform::simulated::Registry;
 using platform::simulated::ValueData;
 

@@ -1,10 +1,10 @@
 #include "replay/image.h"
 
+#include "platform/simulated/unicode.h"
 #include "replay/image_error.h"
 #include "replay/machine_ini.h"
 #include "replay/reg_file.h"
 #include "replay/text_file.h"
-#include "replay/unicode.h"
 
 #include <algorithm>
 #include <fstream>
@@ -16,7 +16,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
+using platform::simulated::DecodeUtf8;
 using platform::simulated::Drive;
+using platform::simulated::EncodeUtf8;
 using platform::simulated::FileNode;
 using platform::simulated::FoldCase;
 using platform::simulated::Machine;

@@ -1,8 +1,8 @@
 #include "replay/machine_ini.h"
 
+#include "platform/simulated/unicode.h"
 #include "replay/image_error.h"
 #include "replay/text_file.h"
-#include "replay/unicode.h"
 
 #include <algorithm>
 #include <charconv>
@@ -18,6 +18,7 @@ namespace {
 
 using platform::DWORD;
 using platform::simulated::CanonicalKeyPath;
+using platform::simulated::EncodeUtf8;
 using platform::simulated::Fault;
 using platform::simulated::FoldCase;
 using platform::simulated::Machine;

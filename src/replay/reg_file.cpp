@@ -1,8 +1,8 @@
 #include "replay/reg_file.h"
 
+#include "platform/simulated/unicode.h"
 #include "replay/image_error.h"
 #include "replay/text_file.h"
-#include "replay/unicode.h"
 
 #include <algorithm>
 #include <array>
@@ -19,6 +19,7 @@ using platform::REG_BINARY;
 using platform::REG_SZ;
 using platform::simulated::CanonicalKeyPath;
 using platform::simulated::CharactersIn;
+using platform::simulated::EncodeUtf8;
 using platform::simulated::Registry;
 using platform::simulated::RegistryValue;
 using platform::simulated::ValueData;

@@ -1,10 +1,10 @@
 #include "replay/replay.h"
 
 #include "platform/simulated/machine.h"
+#include "platform/simulated/unicode.h"
 #include "replay/image.h"
 #include "replay/image_error.h"
 #include "replay/report.h"
-#include "replay/unicode.h"
 #include "run/run_driver.h"
 #include "run/run_log.h"
 
@@ -22,6 +22,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
+using platform::simulated::DecodeUtf8;
 using platform::simulated::Drive;
 using platform::simulated::Machine;
 using platform::simulated::MachineScope;

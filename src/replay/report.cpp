@@ -1,8 +1,8 @@
 #include "replay/report.h"
 
+#include "platform/simulated/unicode.h"
 #include "platform/wide_text.h"
 #include "replay/reg_file.h"
-#include "replay/unicode.h"
 #include "run/run_log.h"
 
 #include <algorithm>
@@ -11,6 +11,7 @@ namespace replay {
 
 namespace {
 
+using platform::simulated::EncodeUtf8;
 using platform::simulated::RegistryValue;
 using platform::simulated::StartedProcess;
 

@@ -1,7 +1,7 @@
 #include "replay/text_file.h"
 
+#include "platform/simulated/unicode.h"
 #include "replay/image_error.h"
-#include "replay/unicode.h"
 
 #include <algorithm>
 #include <cstring>
@@ -11,6 +11,9 @@
 namespace replay {
 
 namespace {
+
+using platform::simulated::DecodeUtf8;
+using platform::simulated::kUtf8Mark;
 
 constexpr std::string_view kUtf16LittleMark = "\xFF\xFE";
 constexpr std::string_view kUtf16BigMark = "\xFE\xFF";

@@ -1,7 +1,7 @@
 #include "support/machines.h"
 
+#include "platform/simulated/unicode.h"
 #include "replay/reg_file.h"
-#include "replay/unicode.h"
 #include "run/run_driver.h"
 
 #include <gtest/gtest.h>
@@ -85,7 +85,7 @@ Machine MakeIncrementalMachine() {
 
 void SetValue(Machine& machine, const std::u16string& keyPath, const std::string& line) {
     const std::string head = "Windows Registry Editor Version 5.00\n[";
-    replay::ReadRegFile("", head + replay::EncodeUtf8(keyPath) + "]\n" + line, {},
+    replay::ReadRegFile("", head + platform::simulated::EncodeUtf8(keyPath) + "]\n" + line, {},
                         machine.registry);
 }
 
@@ -133,7 +133,9 @@ std::string StoreText(const Machine& machine) {
     const auto* store = machine.registry.AllKeys().Find(kStore);
     for (const auto& [name, value] : store->content) {
         if (value.name != u"EnablePatchCleanuplog")
-            text += replay::EncodeUtf8(value.name + u"=" + replay::FormatRegData(value)) + "\n";
+            text +=
+                platform::simulated::EncodeUtf8(value.name + u"=" + replay::FormatRegData(value)) +
+                "\n";
     }
     return text;
 }
@@ -141,7 +143,8 @@ std::string StoreText(const Machine& machine) {
 std::string CacheText(const Machine& machine) {
     std::string text;
     for (const auto* entry : machine.drive.AllNodes().Children(u"C:\\Windows\\Installer"))
-        text += (text.empty() ? "" : " ") + replay::EncodeUtf8(entry->path.substr(kCache.size()));
+        text += (text.empty() ? "" : " ") +
+                platform::simulated::EncodeUtf8(entry->path.substr(kCache.size()));
     return text;
 }
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-/// UTF-8 and UTF-16, as image files hold them.
-namespace replay {
+/// UTF-8 and UTF-16, between the files of the host and the texts of the machine.
+namespace platform::simulated {
 
 /// Decodes UTF-8. Nothing if the bytes are not valid (overlong forms, surrogates and numbers above
 /// U+10FFFF are not); `invalidAt` is then the place of the first byte that is at fault.
@@ -22,4 +22,4 @@ namespace replay {
 /// What a byte-order mark at the start of a UTF-8 file looks like.
 inline constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 
-}  // namespace replay
+}  // namespace platform::simulated

@@ -1,8 +1,8 @@
-#include "replay/unicode.h"
+#include "platform/simulated/unicode.h"
 
 #include <array>
 
-namespace replay {
+namespace platform::simulated {
 
 namespace {
 
@@ -112,4 +112,4 @@ std::string EncodeUtf8(std::u16string_view text) {
     return bytes;
 }
 
-}  // namespace replay
+}  // namespace platform::simulated

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace platform::simulated {
+
+/// The pool of texts that all tables of a Windows Installer database share. A text is named by its
+/// place in the pool, counted from 1; 0 stands for the empty text.
+class StringPool {
+  public:
+    /// Reads the pool out of its two streams, the lengths of the texts and the texts themselves.
+    /// Nothing if they do not fit together or the code page is not known. Takes memory of about
+    /// twice the size of `data`, however the lengths are.
+    [[nodiscard]] static std::optional<StringPool> Read(std::string_view lengths,
+                                                        std::string_view data);
+
+    /// The bytes that a reference takes in a table: 2, or 3 in a large database.
+    [[nodiscard]] std::size_t ReferenceWidth() const {
+        return referenceWidth_;
+    }
+
+    /// The text that a reference names; nothing if the pool is not that large. Lives as long as the
+    /// pool stays where it is.
+    [[nodiscard]] std::optional<std::u16string_view> Text(std::uint32_t reference) const;
+
+  private:
+    std::size_t referenceWidth_ = 2;
+    std::u16string texts_;
+    std::vector<std::size_t> ends_ = {
+        0};  ///< where each text ends in `texts_`; of reference 0 at 0
+};
+
+}  // namespace platform::simulated
