@@ -41,6 +41,7 @@ TEST(FeatureLockPolicy, OnlyADwordOfZeroOrOneIsAPolicy) {
         RunWithLog(machine,
                    [&] { EXPECT_EQ(GetPatchCleanupFeatureLockState(kProduct), row.state); });
         EXPECT_EQ(LogText(machine), kPolicyLine + row.line);
+        EXPECT_EQ(NumbersOf(machine, "RegOpenKeyExW"), (std::vector<std::uint64_t>{0, 0x20019}));
     }
 }
 

@@ -56,23 +56,30 @@ TEST(PackageRemoval, DeletesOrMarksOrLeaves) {
 }
 
 TEST(PackageRemoval, MarksBehindWhatIsMarkedAlready) {
-    Machine machine = MakeMachine();
-    machine.drive.AddFile(kPath, "package");
     const std::u16string key =
         u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Session Manager";
     const std::u16string name = u"PendingFileRenameOperations";
-    const std::u16string before(u"\\??\\C:\\a\0\\??\\C:\\b\0\\??\\C:\\c\0\0", 28);
-    machine.registry.SetValue(key, name, platform::REG_MULTI_SZ,
-                              platform::simulated::DataOfText(before));
-    AddFault(machine, "DeleteFileW", u"", 32);
-    RunWithLog(machine, [&] { (void)RemovePackage(kPath, false, u""); });
-    const std::u16string after = before + u"\\??\\" + kPath + std::u16string(2, u'\0');
-    EXPECT_EQ(machine.registry.FindValue(key, name)->data, platform::simulated::DataOfText(after));
-    const auto renames = platform::simulated::ReadPendingRenames(machine.registry);
-    ASSERT_EQ(renames.size(), 3U);
-    EXPECT_EQ(renames[0].newPath, u"C:\\b");
-    EXPECT_EQ(renames[1].path + renames[1].newPath, u"C:\\c");
-    EXPECT_EQ(renames[2].path, kPath);
+    // Two of them lack what ends a list or a pair.
+    const std::pair<std::u16string, std::u16string> lists[] = {
+        {std::u16string(u"A\0B\0C\0\0\0", 8), std::u16string(u"A\0B\0C\0\0", 7)},
+        {std::u16string(u"A\0\0", 3), std::u16string(u"A\0\0", 3)},
+        {std::u16string(u"\0\0", 2), u""},
+        {u"", u""},
+    };
+    for (const auto& [before, kept] : lists) {
+        Machine machine = MakeMachine();
+        machine.drive.AddFile(kCache + u"1.msp", "package");
+        auto data = platform::simulated::DataOfText(before);
+        data.resize(data.size() - 2);
+        machine.registry.SetValue(key, name, platform::REG_MULTI_SZ, data);
+        AddFault(machine, "DeleteFileW", u"", 32);
+        RunWithLog(machine, [&] { (void)RemovePackage(kPath, false, u""); });
+        const std::u16string after = kept + u"\\??\\" + kPath + std::u16string(2, u'\0');
+        EXPECT_EQ(machine.registry.FindValue(key, name)->data,
+                  platform::simulated::DataOfText(after));
+        const auto renames = platform::simulated::ReadPendingRenames(machine.registry);
+        EXPECT_EQ(renames.back().path + renames.back().newPath, kPath);
+    }
 }
 
 TEST(PackageRemoval, KnowsTheCacheFolder) {

@@ -128,7 +128,7 @@ TEST_F(Replay, AnEmptyImageIsAMachineWithoutArguments) {
     EXPECT_NE(out_.find("CurrentPatchVersion: (none) -> \"\"\n"), std::string::npos);
 }
 
-TEST_F(Replay, TellsOfALogThatCouldNotBeOpenedAndOfRemovedValues) {
+TEST_F(Replay, TellsOfALogThatCouldNotBeOpenedAndReadsExportsInOrder) {
     Write("a.reg", "Windows Registry Editor Version 5.00\n"
                    "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Kelvane\\Kelvane Ostrel\\Trunk\\Cleanup]\n"
                    "\"EnablePatchCleanuplog\"=dword:1\n\"ExitState\"=hex(1):41\n");
@@ -142,6 +142,14 @@ TEST_F(Replay, TellsOfALogThatCouldNotBeOpenedAndOfRemovedValues) {
                         "C:\\Windows\\Temp\\PatchCleanuplog.txt could not be opened.\n"),
               std::string::npos);
     EXPECT_NE(out_.find("ExitState: dword 7 -> dword 5\n"), std::string::npos) << out_;
+}
+
+TEST_F(Replay, AFileThatItsOwnerMayNotWriteIsReadOnlyOnTheMachine) {
+    fs::copy(SALTROVE_SAMPLES "/cumulative", image_, fs::copy_options::recursive);
+    fs::permissions(image_ / "C/Windows/Installer/10a3f8.msp", fs::perms::owner_read);
+    EXPECT_EQ(RunReplayWith({image_.string()}), 0);
+    EXPECT_NE(out_.find("Error code: 5\n"), std::string::npos);
+    EXPECT_NE(out_.find("next restart\n  C:\\Windows\\Installer\\10a3f8.msp\n"), std::string::npos);
 }
 
 TEST_F(Replay, ALogThatIsThereGrowsAndOnlyTheNewLinesAreShown) {
@@ -165,6 +173,10 @@ TEST_F(Replay, AnImageThatCannotBeReadIsNamedAndNothingIsWritten) {
         {"args.txt", "a\n\xFF\n", "/args.txt:2: invalid UTF-8\n"},
         {"C/\xE9.msp", "", "the file name is not UTF-8\n"},
         {"C/a\\b", "", "/C/a\\b: the file name is none that Windows can have\n"},
+        {"C/a\nb", "", "/C/a\\x0Ab: the file name is none that Windows can have\n"},
+        {"C/a.msp.", "", "/C/a.msp.: the file name is none that Windows can have\n"},
+        {"machine.ini/x", "", "/machine.ini: not a file that can be read\n"},
+        {"\xFF.reg", "", "the file name is not UTF-8\n"},
         {"C", "", "/C: Not a directory\n"},
     };
     for (const auto& row : cases) {
@@ -203,7 +215,8 @@ TEST_F(Replay, AWrongCommandLineGivesTheUsage) {
         {{image, "--out"}, "--out needs a value"},
         {{image, "--out", "--", "a"}, "--out needs a value"},
         {{image, "--frobnicate"}, "--frobnicate is not an option"},
-        {{image, "-x"}, "-x is not an option"},
+        {{image, "-xy"}, "-x is not an option"},
+        {{image, "--out", ""}, "the name of the folder is empty"},
         {{image, "--", "\xFF"}, "an argument of the run is not UTF-8"},
         {{image, "--out", image}, "is not empty"},
         {{image, "--out", image + "/args.txt"}, "is not a folder"},

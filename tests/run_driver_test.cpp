@@ -64,7 +64,25 @@ TEST(RunDriver, ElapsedTimesAreWholeMillisecondsCutDown) {
     machine.clock.perReading = std::chrono::nanoseconds(1'999'999);
     EXPECT_EQ(RunTool(machine, {kProduct, kVersion}), 0);
     EXPECT_NE(LogText(machine).find("\nPhase 2 execution time: 1 ms\n"), std::string::npos);
-    EXPECT_NE(LogText(machine).find("\nTotal execution time: 5 ms\n"), std::string::npos);
+    EXPECT_NE(LogText(machine).find("\nPhase 3 execution time: 1 ms\n"), std::string::npos);
+    EXPECT_NE(LogText(machine).find("\nTotal execution time: 9 ms\n"), std::string::npos);
+}
+
+TEST(RunDriver, WritesItsRecordsInOrderAndHandsPathsOnUnchanged) {
+    Machine machine = MakeIncrementalMachine();
+    const std::u16string path = u"C:\\WINDOWS\\Installer\\0.MSP";
+    machine.registry.SetText(PackageKey(0), u"LocalPackage", path);
+    EXPECT_EQ(RunTool(machine, {kProduct, kVersion}), 0);
+    std::u16string written;
+    for (const auto& call : machine.calls) {
+        if (call.call == "RegSetValueExW")
+            written += call.subject.substr(kStore.size()) + u" ";
+        if (call.call == "DeleteFileW" || call.call == "GetFileAttributesW")
+            written += call.subject == path ? u"(" + path + u") " : u"";
+    }
+    EXPECT_EQ(written, u"\\CurrentPatchVersion \\CurrentPatchType (" + path + u") (" + path +
+                           u") \\AffectedMachine \\PatchMarkForDeletionList \\CleanupTime "
+                           u"\\OrphanPatchCount \\AffectedMachine \\ExitState ");
 }
 
 TEST(RunDriver, ASimulationCallsNothingThatTouchesAFile) {

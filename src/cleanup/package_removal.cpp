@@ -8,7 +8,8 @@
 namespace saltrove {
 
 bool IsInInstallerCache(const std::u16string& path) {
-    return LowerCaseCopy(path).starts_with(u"c:\\windows\\installer\\");
+    return platform::EqualIgnoringAsciiCase(LowerCaseCopy(path).substr(0, kInstallerCache.size()),
+                                            kInstallerCache);
 }
 
 RemovalOutcome RemovePackage(const std::u16string& path, bool simulate,

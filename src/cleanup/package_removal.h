@@ -6,6 +6,10 @@
 /// The removal of one package: the only place in the system where a file goes.
 namespace saltrove {
 
+/// Windows Installer's cache folder, with a backslash at its end. A fixed text: it is not asked for
+/// where the system keeps its Windows folder.
+inline constexpr std::u16string_view kInstallerCache = u"C:\\Windows\\Installer\\";
+
 /// What became of a package.
 enum class RemovalOutcome {
     Simulated,     ///< nothing was touched
@@ -15,8 +19,7 @@ enum class RemovalOutcome {
     MarkFailed,    ///< the file stays: neither deletion nor its registration worked
 };
 
-/// Whether a package may be removed at all: its path lies in Windows Installer's cache folder, in
-/// any letter case.
+/// Whether a path begins with the cache folder's, in any letter case.
 [[nodiscard]] bool IsInInstallerCache(const std::u16string& path);
 
 /// Deletes the file `path`, or has it deleted at the next restart if it is in use or access to it

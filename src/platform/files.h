@@ -13,6 +13,37 @@ inline constexpr DWORD FILE_ATTRIBUTE_ARCHIVE = 0x20;
 
 inline constexpr DWORD MOVEFILE_DELAY_UNTIL_REBOOT = 4;
 
+inline constexpr DWORD MAX_PATH = 260;
+
+struct FILETIME {
+    DWORD dwLowDateTime;
+    DWORD dwHighDateTime;
+};
+
+/// An entry of a directory. The names end in NUL.
+struct WIN32_FIND_DATAW {
+    DWORD dwFileAttributes;
+    FILETIME ftCreationTime;
+    FILETIME ftLastAccessTime;
+    FILETIME ftLastWriteTime;
+    DWORD nFileSizeHigh;
+    DWORD nFileSizeLow;
+    DWORD dwReserved0;
+    DWORD dwReserved1;
+    char16_t cFileName[MAX_PATH];
+    char16_t cAlternateFileName[14];
+};
+
+/// Begins a search for the entries that a pattern fits, which may hold "*" and "?" in its last
+/// part, and delivers the first. The result is to be closed with FindClose; INVALID_HANDLE_VALUE if
+/// there is no such entry or directory.
+[[nodiscard]] HANDLE FindFirstFileW(const char16_t* pattern, WIN32_FIND_DATAW* entry);
+
+/// Delivers the next entry; 0 behind the last one.
+[[nodiscard]] BOOL FindNextFileW(HANDLE search, WIN32_FIND_DATAW* entry);
+
+BOOL FindClose(HANDLE search);
+
 /// The attribute bits of a file or directory, or INVALID_FILE_ATTRIBUTES.
 [[nodiscard]] DWORD GetFileAttributesW(const char16_t* path);
 

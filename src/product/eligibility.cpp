@@ -34,6 +34,7 @@ std::optional<platform::DWORD> ReadPatchCleanFlag(const std::u16string& keyPath)
         return std::nullopt;
     }
     const std::optional<platform::DWORD> flag = platform::QueryDword(key, u"PatchCleanFlag");
+    key.reset();
     if (!flag)
         WriteRunLog(u"PatchCleanupEnabled value not found in registry. Falling back to default "
                     u"behavior.");
@@ -74,6 +75,7 @@ bool CheckCleanupDuration(const std::u16string& productCode) {
                                     key) != 0)
         return true;
     const std::optional<platform::DWORD> lastCleanup = platform::QueryDword(key, u"CleanupTime");
+    key.reset();
     if (!lastCleanup)
         return true;
     return HasIntervalPassed(static_cast<std::uint32_t>(platform::_time64(nullptr)), *lastCleanup);
@@ -100,6 +102,7 @@ std::int32_t GetIRandomFromRegistry(const std::u16string& productCode) {
     const platform::LSTATUS queried =
         platform::RegQueryValueExW(key.get(), u"iRandom", nullptr, nullptr,
                                    reinterpret_cast<platform::BYTE*>(&iRandom), &size);
+    key.reset();
     if (queried != 0) {
         WriteRunLog(u"RegQueryValueExW failed for iRandom in: " + keyPath + ErrorSuffix(queried));
         return -1;

@@ -36,12 +36,6 @@ void CompareValues(const Registry& before, const Registry& after, Changes& chang
                 changes.values.push_back({entry.path, value.name, std::move(old), value});
         }
     }
-    for (const auto& [key, entry] : before.AllKeys()) {
-        for (const auto& [foldedName, value] : entry.content) {
-            if (after.FindValue(entry.path, value.name) == nullptr)
-                changes.values.push_back({entry.path, value.name, value, std::nullopt});
-        }
-    }
 }
 
 }  // namespace

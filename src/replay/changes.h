@@ -10,12 +10,12 @@
 /// What a run changed on a machine.
 namespace replay {
 
-/// A value that was set, altered or removed.
+/// A value that was set or altered. (No call that is simulated removes one.)
 struct ValueChange {
     std::u16string keyPath;
     std::u16string name;
     std::optional<platform::simulated::RegistryValue> before;
-    std::optional<platform::simulated::RegistryValue> after;
+    platform::simulated::RegistryValue after;
 };
 
 struct RemovedFile {

@@ -41,22 +41,6 @@ std::vector<std::u16string> ReadArguments(const fs::path& path) {
     return arguments;
 }
 
-/// The registry exports of the image, in name order without regard to case.
-std::vector<fs::path> FindRegFiles(const fs::path& folder) {
-    std::vector<std::pair<std::u16string, fs::path>> found;
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-        const std::u16string name =
-            FoldCase(DecodeUtf8(entry.path().filename().string()).value_or(u""));
-        if (name.ends_with(u".REG"))
-            found.emplace_back(name, entry.path());
-    }
-    std::sort(found.begin(), found.end());
-    std::vector<fs::path> paths(found.size());
-    std::transform(found.begin(), found.end(), paths.begin(),
-                   [](const auto& file) { return file.second; });
-    return paths;
-}
-
 /// The Windows name of a file of the host.
 std::u16string DecodeFileName(const fs::path& path) {
     const auto name = DecodeUtf8(path.filename().string());
@@ -64,9 +48,25 @@ std::u16string DecodeFileName(const fs::path& path) {
         throw ImageError(path.string(), 0, "the file name is not UTF-8");
     const bool hasControl = std::any_of(name->begin(), name->end(),
                                         [](char16_t character) { return character < 0x20; });
-    if (hasControl || name->find_first_of(u"\\:*?\"<>|") != std::u16string::npos)
+    if (hasControl || name->find_first_of(u"\\:*?\"<>|") != std::u16string::npos ||
+        name->ends_with(u'.') || name->ends_with(u' '))
         throw ImageError(path.string(), 0, "the file name is none that Windows can have");
     return *name;
+}
+
+/// The registry exports of the image, in name order without regard to case.
+std::vector<fs::path> FindRegFiles(const fs::path& folder) {
+    std::vector<std::pair<std::u16string, fs::path>> found;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        const std::string extension = entry.path().extension().string();
+        if (FoldCase(DecodeUtf8(extension).value_or(u"")) == u".REG")
+            found.emplace_back(FoldCase(DecodeFileName(entry.path())), entry.path());
+    }
+    std::sort(found.begin(), found.end());
+    std::vector<fs::path> paths(found.size());
+    std::transform(found.begin(), found.end(), paths.begin(),
+                   [](const auto& file) { return file.second; });
+    return paths;
 }
 
 FileNode DescribeFile(const fs::directory_entry& entry) {

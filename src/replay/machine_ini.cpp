@@ -20,6 +20,7 @@ using platform::DWORD;
 using platform::simulated::CanonicalKeyPath;
 using platform::simulated::EncodeUtf8;
 using platform::simulated::Fault;
+using platform::simulated::FaultSubject;
 using platform::simulated::FoldCase;
 using platform::simulated::Machine;
 
@@ -185,11 +186,11 @@ std::u16string ParseKeyPath(const Machine& machine, std::u16string_view key) {
 }
 
 void ReadDeleteError(Machine& machine, std::u16string_view key, std::u16string_view value) {
-    AddFault(machine, "DeleteFileW", ParsePath(key), value);
+    AddFault(machine, "DeleteFileW", FaultSubject(ParsePath(key)), value);
 }
 
 void ReadMarkError(Machine& machine, std::u16string_view key, std::u16string_view value) {
-    AddFault(machine, "MoveFileExW", ParsePath(key), value);
+    AddFault(machine, "MoveFileExW", FaultSubject(ParsePath(key)), value);
 }
 
 void ReadKeyError(Machine& machine, std::u16string_view key, std::u16string_view value) {

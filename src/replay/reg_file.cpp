@@ -39,6 +39,21 @@ std::optional<DWORD> HexDigit(char16_t character) {
     return std::nullopt;
 }
 
+/// Whether Windows could have such a key.
+bool IsKeyOfPossibleSize(std::u16string_view path) {
+    constexpr std::size_t kMostLevels = 512;
+    constexpr std::size_t kLongestName = 255;
+    std::size_t levels = 1;
+    for (; path.size() > kLongestName && levels <= kMostLevels; ++levels) {
+        const std::size_t backslash = path.find(u'\\');
+        if (backslash > kLongestName)
+            return false;
+        path.remove_prefix(backslash + 1);
+    }
+    return levels + static_cast<std::size_t>(std::count(path.begin(), path.end(), u'\\')) <=
+           kMostLevels;
+}
+
 /// A place in the text of an export, with the steps that its grammar is made of.
 class RegReader {
   public:
@@ -139,6 +154,8 @@ class RegReader {
                            "\" is not a key: it has to begin with HKEY_LOCAL_MACHINE, HKEY_USERS, "
                            "HKEY_CURRENT_USER, HKEY_CLASSES_ROOT or HKEY_CURRENT_CONFIG, and no "
                            "part of it may be empty");
+        if (!IsKeyOfPossibleSize(*key_))
+            Fail(line, "a key is at most 512 levels deep, and each name in it 255 characters long");
         if (isRemoval) {
             registry.RemoveKey(*key_);
             key_.reset();

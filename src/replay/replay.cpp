@@ -48,7 +48,7 @@ Options:
   --version      print the version
 
 Exit status: that of the run; 64 for a wrong command line, 65 for an image that
-cannot be read, 74 if DIR cannot be written.
+cannot be read, 74 if DIR or the output cannot be written.
 )";
 
 /// Why the command line of saltrove-replay makes no sense.
@@ -91,7 +91,6 @@ void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
     optind = 0;  // starts a new scan
     opterr = 0;
     for (int found = 0; (found = getopt_long(count, pointers.data(), ":", known, nullptr)) != -1;) {
-        const std::string current = pointers[static_cast<std::size_t>(optind - 1)];
         switch (found) {
         case kOut:
             options.out = optarg;
@@ -103,9 +102,12 @@ void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
             options.wantsVersion = true;
             break;
         case ':':
-            throw UsageError(current + " needs a value");
+            throw UsageError("--out needs a value");
         default:
-            throw UsageError(current + " is not an option");
+            // A short option is told by its letter, a long one by its place.
+            throw UsageError((optopt != 0 ? std::string("-") + static_cast<char>(optopt)
+                                          : pointers[static_cast<std::size_t>(optind - 1)]) +
+                             std::string(" is not an option"));
         }
     }
     if (options.wantsHelp || options.wantsVersion)
@@ -126,6 +128,8 @@ Options ParseCommandLine(const std::vector<std::string>& arguments) {
 
 /// Makes sure that writing to `out` can neither overwrite anything nor change the image.
 void CheckOutFolder(const fs::path& image, const fs::path& out) {
+    if (out.empty())
+        throw UsageError("--out: the name of the folder is empty");
     if (fs::exists(out) && !fs::is_directory(out))
         throw UsageError("--out: " + out.string() + " is not a folder");
     if (fs::exists(out) && !fs::is_empty(out))
@@ -155,7 +159,8 @@ RunReport RunOnMachine(Machine& machine, std::vector<std::u16string> arguments) 
         const MachineScope scope(machine);
         report.exitCode = saltrove::RunProgram(arguments);
     }
-    report.logBytes = ReadLog(machine.drive).substr(oldLogSize);
+    const std::string log = ReadLog(machine.drive);
+    report.logBytes = log.substr(std::min(oldLogSize, log.size()));
     if (!report.logBytes.empty())
         report.logFate = LogFate::Written;
     else if (machine.CallCount("_wfsopen") > 0)
@@ -171,9 +176,9 @@ int ReplayImage(const Options& options, std::ostream& out, bool isColoured) {
         CheckOutFolder(options.image, *options.out);
     const RunReport report =
         RunOnMachine(image.machine, options.runArguments.value_or(image.arguments));
+    out << FormatReport(report, isColoured);
     if (options.out)
         WriteImage(image.machine, options.image, *options.out);
-    out << FormatReport(report, isColoured);
     return report.exitCode;
 }
 
@@ -183,13 +188,17 @@ int RunReplay(const std::vector<std::string>& arguments, std::ostream& out, std:
               bool isColoured) {
     try {
         const Options options = ParseCommandLine(arguments);
+        int status = 0;
         if (options.wantsHelp)
             out << kUsage << kHelp;
         else if (options.wantsVersion)
             out << "saltrove-replay " SALTROVE_VERSION "\n";
         else
-            return ReplayImage(options, out, isColoured);
-        return 0;
+            status = ReplayImage(options, out, isColoured);
+        if (out.flush())
+            return status;
+        err << "saltrove-replay: the output cannot be written\n";
+        return kExitCannotWrite;
     } catch (const UsageError& error) {
         err << "saltrove-replay: " << error.what() << "\n" << kUsage;
         return kExitUsage;

@@ -2,6 +2,7 @@
 
 #include "platform/simulated/unicode.h"
 #include "platform/wide_text.h"
+#include "replay/escape.h"
 #include "replay/reg_file.h"
 #include "run/run_log.h"
 
@@ -29,7 +30,7 @@ class ReportWriter {
     void Line(std::size_t indentation, const std::string& text) {
         if (!text.empty())
             text_.append(2 * indentation, ' ');
-        text_ += text + "\n";
+        text_ += EscapeControls(text) + "\n";
     }
 
     [[nodiscard]] const std::string& Text() const {
@@ -41,16 +42,16 @@ class ReportWriter {
     std::string text_;
 };
 
-/// The log's bytes are the characters U+0001 to U+00FF; its lines end in CR LF.
-std::string DecodeLog(const std::string& bytes) {
-    std::u16string text;
-    for (const char byte : bytes) {
-        if (byte != '\r')
+/// The lines of the log: its bytes are the characters U+0001 to U+00FF, and its lines end in CR LF.
+void ReportLogLines(std::string_view bytes, ReportWriter& writer) {
+    while (!bytes.empty()) {
+        const std::string_view line = bytes.substr(0, bytes.find("\r\n"));
+        bytes.remove_prefix(std::min(line.size() + 2, bytes.size()));
+        std::u16string text;
+        for (const char byte : line)
             text.push_back(static_cast<unsigned char>(byte));
+        writer.Line(0, EncodeUtf8(text));
     }
-    if (!text.ends_with(u'\n'))
-        text.push_back(u'\n');
-    return EncodeUtf8(text);
 }
 
 void ReportLog(const RunReport& report, ReportWriter& writer) {
@@ -64,22 +65,17 @@ void ReportLog(const RunReport& report, ReportWriter& writer) {
         writer.Heading("Run log");
         writer.Line(1, "The run log was on, but " + path + " could not be opened.");
         break;
-    case LogFate::Written: {
+    case LogFate::Written:
         writer.Heading("Run log, added to " + path);
-        std::string log = DecodeLog(report.logBytes);
-        log.pop_back();
-        writer.Line(0, log);
+        ReportLogLines(report.logBytes, writer);
         break;
-    }
     }
 }
 
-std::string DescribeValue(const std::optional<RegistryValue>& value) {
-    if (!value)
-        return "(none)";
-    if (const auto number = platform::simulated::DwordIn(&*value))
+std::string DescribeValue(const RegistryValue& value) {
+    if (const auto number = platform::simulated::DwordIn(&value))
         return "dword " + std::to_string(*number);
-    return EncodeUtf8(FormatRegData(*value));
+    return EncodeUtf8(FormatRegData(value));
 }
 
 void ReportRegistry(const Changes& changes, ReportWriter& writer) {
@@ -93,8 +89,8 @@ void ReportRegistry(const Changes& changes, ReportWriter& writer) {
             writer.Line(1, EncodeUtf8(keyPath) + (isNew ? " (new key)" : ""));
         }
         const std::string name = change.name.empty() ? "(default)" : EncodeUtf8(change.name);
-        writer.Line(2, name + ": " + DescribeValue(change.before) + " -> " +
-                           DescribeValue(change.after));
+        writer.Line(2, name + ": " + (change.before ? DescribeValue(*change.before) : "(none)") +
+                           " -> " + DescribeValue(change.after));
     }
     if (changes.values.empty())
         writer.Line(1, "none changed");

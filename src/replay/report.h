@@ -24,7 +24,8 @@ struct RunReport {
     int exitCode = 0;
 };
 
-/// The report, with its headings in bold for a terminal if `isColoured`.
+/// The report, with its headings in bold for a terminal if `isColoured`. Control characters out of
+/// the image are escaped.
 [[nodiscard]] std::string FormatReport(const RunReport& report, bool isColoured);
 
 }  // namespace replay

@@ -1,12 +1,12 @@
 #include "replay/text_file.h"
 
+#include "platform/simulated/drive.h"
 #include "platform/simulated/unicode.h"
 #include "replay/image_error.h"
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
-#include <iterator>
+#include <optional>
 
 namespace replay {
 
@@ -43,12 +43,10 @@ std::u16string DecodeUtf16(const std::string& file, std::string_view bytes) {
 }  // namespace
 
 std::string ReadBytes(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    // Reading a directory opens well and fails here.
-    if (!file.is_open() || file.bad() || std::filesystem::is_directory(path))
-        throw ImageError(path.string(), 0, "cannot be read");
-    return bytes;
+    std::optional<std::string> bytes = platform::simulated::ReadHostFile(path);
+    if (!bytes)
+        throw ImageError(path.string(), 0, "not a file that can be read");
+    return *std::move(bytes);
 }
 
 std::u16string DecodeText(const std::string& file, std::string_view bytes) {

@@ -1,6 +1,7 @@
 #include "run/run_driver.h"
 
 #include "cleanup/linked_cleanup.h"
+#include "cleanup/orphan_cleanup.h"
 #include "platform/clock.h"
 #include "platform/modules.h"
 #include "platform/wide_text.h"
@@ -98,6 +99,12 @@ ExitState RunPhases(const RunOptions& options) {
         return ExitState::OnlyIncrementalPatches;
     }
 
+    std::int32_t orphanCount = 0;
+    std::u16string orphanList;
+    const nanoseconds orphanStart = platform::ReadSteadyClock();
+    CleanupOrphanPatches(orphanCount, orphanList, patchesCleaned, options.simulate);
+    LogTime(u"Phase 3 execution time: ", orphanStart, platform::ReadSteadyClock());
+    LogOrphanPatches(options.productCode, orphanCount, orphanList);
     if (patchesCleaned && !options.simulate) {
         WriteRunLog(u"Updating AffectedMachine registry (patches were cleaned)");
         LogAffectedMachine(options.productCode, patchesCleaned);

@@ -30,7 +30,7 @@ FileNode* OpenForAppending(Machine& machine, std::u16string_view path) {
         return nullptr;
     if (FileNode* node = machine.drive.Find(*resolved))
         return node->isDirectory || node->isReadOnly ? nullptr : node;
-    const FileNode* parent = machine.drive.Find(*resolved + u"\\..");
+    const FileNode* parent = machine.drive.FindParent(*resolved);
     if (parent == nullptr || !parent->isDirectory)
         return nullptr;
     return &machine.drive.AddFile(*resolved, {});
@@ -58,7 +58,8 @@ bool WriteOut(Machine& machine, OpenStream& stream) {
 
 FILE* _wfsopen(const char16_t* path, const char16_t* mode, int shareFlag) {
     Machine& machine = CurrentMachine();
-    const auto fault = machine.BeginCall("_wfsopen", path, {static_cast<std::uint64_t>(shareFlag)});
+    const auto fault =
+        machine.BeginFileCall("_wfsopen", path, {static_cast<std::uint64_t>(shareFlag)});
     const bool isAppending = std::u16string_view(mode) == u"at";
     if (fault || !isAppending || OpenForAppending(machine, path) == nullptr)
         return nullptr;

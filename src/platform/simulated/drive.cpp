@@ -1,7 +1,11 @@
 #include "platform/simulated/drive.h"
 
+#include "platform/files.h"
+
+#include <algorithm>
 #include <fstream>
-#include <iterator>
+#include <system_error>
+#include <utility>
 
 namespace platform::simulated {
 
@@ -43,6 +47,15 @@ FileNode* Drive::Find(std::u16string_view path) {
     return const_cast<FileNode*>(std::as_const(*this).Find(path));
 }
 
+const FileNode* Drive::FindParent(std::u16string_view path) const {
+    const std::optional<std::u16string> resolved = ResolvePath(path);
+    if (!resolved)
+        return nullptr;
+    const std::size_t backslash = std::min(resolved->rfind(u'\\'), resolved->size());
+    const Nodes::Entry* entry = nodes_.Find(std::u16string_view(*resolved).substr(0, backslash));
+    return entry == nullptr ? nullptr : &entry->content;
+}
+
 void Drive::AddDirectory(std::u16string_view path) {
     nodes_.Insert(path);
 }
@@ -61,14 +74,26 @@ void Drive::Remove(std::u16string_view path) {
         nodes_.Remove(*resolved);
 }
 
-std::optional<std::string> ReadContent(const FileNode& node) {
-    if (node.hostFile.empty())
-        return node.bytes;
-    std::ifstream file(node.hostFile, std::ios::binary);
-    std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (!file.good() && !file.eof())
+std::uint32_t AttributesOf(const FileNode& node) {
+    const DWORD kind = node.isDirectory ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_ARCHIVE;
+    return kind | (node.isReadOnly ? FILE_ATTRIBUTE_READONLY : 0);
+}
+
+std::optional<std::string> ReadHostFile(const std::filesystem::path& path) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error))
         return std::nullopt;
-    return content;
+    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    if (error)
+        return std::nullopt;
+    std::string content(size, '\0');
+    std::ifstream file(path, std::ios::binary);
+    file.read(content.data(), static_cast<std::streamsize>(size));
+    return file ? std::optional(std::move(content)) : std::nullopt;
+}
+
+std::optional<std::string> ReadContent(const FileNode& node) {
+    return node.hostFile.empty() ? node.bytes : ReadHostFile(node.hostFile);
 }
 
 std::optional<std::u16string> ResolvePath(std::u16string_view path) {

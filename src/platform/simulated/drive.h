@@ -30,6 +30,9 @@ class Drive {
     /// for backslashes, "." and "..", blanks and dots at the end of a name. Null if there is none.
     [[nodiscard]] const FileNode* Find(std::u16string_view path) const;
     [[nodiscard]] FileNode* Find(std::u16string_view path);
+    /// The node of the directory in which a path lies, whether or not there is something at the
+    /// path.
+    [[nodiscard]] const FileNode* FindParent(std::u16string_view path) const;
 
     /// Makes the directory at `path`, and its parents.
     void AddDirectory(std::u16string_view path);
@@ -46,6 +49,12 @@ class Drive {
   private:
     Nodes nodes_;
 };
+
+/// The attribute bits of a file or directory, as Windows' calls give them.
+[[nodiscard]] std::uint32_t AttributesOf(const FileNode& node);
+
+/// The bytes of a file of the host. Nothing if it is no file or cannot be read.
+[[nodiscard]] std::optional<std::string> ReadHostFile(const std::filesystem::path& path);
 
 /// The whole content of a file, wherever it lies. Nothing if the host's file cannot be read.
 [[nodiscard]] std::optional<std::string> ReadContent(const FileNode& node);

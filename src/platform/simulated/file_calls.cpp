@@ -3,6 +3,9 @@
 #include "platform/simulated/machine.h"
 #include "platform/simulated/pending_renames.h"
 
+#include <algorithm>
+#include <vector>
+
 namespace platform {
 
 namespace {
@@ -18,11 +21,26 @@ BOOL Fail(Machine& machine, DWORD code) {
 
 /// The error for a path at which there is nothing: whether at least its directory is there.
 DWORD MissingError(const Machine& machine, std::u16string_view path) {
-    const auto resolved = simulated::ResolvePath(path);
-    if (!resolved)
-        return ERROR_PATH_NOT_FOUND;
-    const FileNode* parent = machine.drive.Find(*resolved + u"\\..");
+    const FileNode* parent = machine.drive.FindParent(path);
     return parent != nullptr && parent->isDirectory ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;
+}
+
+/// Whether the process itself has the file open, as a stream or as a database. A view and a record
+/// keep their database open.
+bool IsInUse(const Machine& machine, std::u16string_view path) {
+    const simulated::OpenObjects& open = machine.open;
+    std::vector<std::u16string_view> paths;
+    for (const auto& [handle, stream] : open.streams)
+        paths.push_back(stream.path);
+    for (const auto& [handle, database] : open.databases)
+        paths.push_back(database.path);
+    for (const auto& [handle, view] : open.views)
+        paths.push_back(view.source.path);
+    for (const auto& [handle, record] : open.records)
+        paths.push_back(record.view.source.path);
+    const FileNode* node = machine.drive.Find(path);
+    return std::any_of(paths.begin(), paths.end(),
+                       [&](std::u16string_view used) { return machine.drive.Find(used) == node; });
 }
 
 }  // namespace
@@ -33,33 +51,34 @@ DWORD GetLastError() {
 
 DWORD GetFileAttributesW(const char16_t* path) {
     Machine& machine = CurrentMachine();
-    if (machine.BeginCall("GetFileAttributesW", path))
+    if (machine.BeginFileCall("GetFileAttributesW", path))
         return INVALID_FILE_ATTRIBUTES;
     const FileNode* node = machine.drive.Find(path);
     if (node == nullptr) {
         machine.lastError = MissingError(machine, path);
         return INVALID_FILE_ATTRIBUTES;
     }
-    const DWORD kind = node->isDirectory ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_ARCHIVE;
-    return kind | (node->isReadOnly ? FILE_ATTRIBUTE_READONLY : 0);
+    return AttributesOf(*node);
 }
 
 BOOL DeleteFileW(const char16_t* path) {
     Machine& machine = CurrentMachine();
-    if (machine.BeginCall("DeleteFileW", path))
+    if (machine.BeginFileCall("DeleteFileW", path))
         return 0;
     const FileNode* node = machine.drive.Find(path);
     if (node == nullptr)
         return Fail(machine, MissingError(machine, path));
     if (node->isDirectory || node->isReadOnly)
         return Fail(machine, ERROR_ACCESS_DENIED);
+    if (IsInUse(machine, path))
+        return Fail(machine, ERROR_SHARING_VIOLATION);
     machine.drive.Remove(path);
     return 1;
 }
 
 BOOL MoveFileExW(const char16_t* path, const char16_t* newPath, DWORD flags) {
     Machine& machine = CurrentMachine();
-    if (machine.BeginCall("MoveFileExW", path, {flags}))
+    if (machine.BeginFileCall("MoveFileExW", path, {flags}))
         return 0;
     if (newPath != nullptr || flags != MOVEFILE_DELAY_UNTIL_REBOOT)
         return Fail(machine, ERROR_INVALID_PARAMETER);

@@ -1,27 +1,27 @@
 #include "platform/installer.h"
 
-#include "platform/simulated/machine.h"
+#include "platform/simulated/installer_calls.h"
 
 #include <algorithm>
 #include <string>
 
 namespace platform {
 
-namespace {
-
-using simulated::CurrentMachine;
-using simulated::InstallerTree;
-using simulated::Machine;
-
-/// Begins a call into msi.dll, which may lack the function.
-std::optional<DWORD> BeginInstallerCall(Machine& machine, std::string_view call,
-                                        std::u16string_view subject,
-                                        std::initializer_list<std::uint64_t> numbers) {
+std::optional<DWORD> simulated::BeginInstallerCall(Machine& machine, std::string_view call,
+                                                   std::u16string_view subject,
+                                                   std::initializer_list<std::uint64_t> numbers) {
     const std::optional<DWORD> fault = machine.BeginCall(call, subject, numbers);
     if (!fault && machine.IsMissing(u"msi.dll", call))
         return ERROR_PROC_NOT_FOUND;
     return fault;
 }
+
+namespace {
+
+using simulated::BeginInstallerCall;
+using simulated::CurrentMachine;
+using simulated::InstallerTree;
+using simulated::Machine;
 
 /// Copies a text with its terminator.
 void CopyOut(std::u16string_view text, char16_t* buffer) {

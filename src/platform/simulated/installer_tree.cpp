@@ -37,8 +37,8 @@ std::u16string Pack(std::u16string_view braced) {
         if (character != u'{' && character != u'-' && character != u'}')
             digits.push_back(ToUpper(character));
     }
-    const bool hasForm =
-        braced.size() == kBracedLength && braced.front() == u'{' && digits.size() == kPackedLength;
+    const bool hasForm = braced.size() == kBracedLength && braced.front() == u'{' &&
+                         braced.back() == u'}' && digits.size() == kPackedLength;
     return hasForm ? TurnRuns(digits) : std::u16string();
 }
 

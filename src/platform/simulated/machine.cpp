@@ -10,12 +10,20 @@ namespace {
 
 Machine* currentMachine = nullptr;
 
+constexpr DWORD kSpoiledError = 0xBADC0DE;
+
 constexpr KnownExport kKnownExports[] = {
-    {u"MSI.DLL", "MsiEnumPatchesExW"},
-    {u"MSI.DLL", "MsiGetPatchInfoExW"},
+    {u"MSI.DLL", "MsiEnumPatchesExW"},   {u"MSI.DLL", "MsiGetPatchInfoExW"},
+    {u"MSI.DLL", "MsiOpenDatabaseW"},    {u"MSI.DLL", "MsiDatabaseOpenViewW"},
+    {u"MSI.DLL", "MsiViewExecute"},      {u"MSI.DLL", "MsiViewFetch"},
+    {u"MSI.DLL", "MsiRecordGetStringW"}, {u"MSI.DLL", "MsiCloseHandle"},
 };
 
 }  // namespace
+
+std::u16string FaultSubject(std::u16string_view path) {
+    return ResolvePath(path).value_or(std::u16string(path));
+}
 
 void FaultTable::Add(Fault fault) {
     Place place(fault.call, FoldCase(fault.subject));
@@ -45,6 +53,17 @@ std::optional<DWORD> FaultTable::Meet(std::string_view call, std::u16string_view
 
 std::optional<DWORD> Machine::BeginCall(std::string_view call, std::u16string_view subject,
                                         std::initializer_list<std::uint64_t> numbers) {
+    return Begin(call, subject, numbers, subject);
+}
+
+std::optional<DWORD> Machine::BeginFileCall(std::string_view call, std::u16string_view path,
+                                            std::initializer_list<std::uint64_t> numbers) {
+    return Begin(call, path, numbers, FaultSubject(path));
+}
+
+std::optional<DWORD> Machine::Begin(std::string_view call, std::u16string_view subject,
+                                    std::initializer_list<std::uint64_t> numbers,
+                                    std::u16string_view faultSubject) {
     const auto count = callCounts.find(call);
     if (count == callCounts.end())
         callCounts.emplace(call, 1U);
@@ -52,9 +71,8 @@ std::optional<DWORD> Machine::BeginCall(std::string_view call, std::u16string_vi
         ++count->second;
     if (recordsCalls)
         calls.push_back({std::string(call), std::u16string(subject), numbers});
-    const std::optional<DWORD> code = faults.Meet(call, subject);
-    if (code)
-        lastError = *code;
+    const std::optional<DWORD> code = faults.Meet(call, faultSubject);
+    lastError = code.value_or(kSpoiledError);
     return code;
 }
 

@@ -2,12 +2,14 @@
 
 #include "platform/simulated/drive.h"
 #include "platform/simulated/installer_tree.h"
+#include "platform/simulated/package_database.h"
 #include "platform/simulated/registry_store.h"
 
 #include <chrono>
 #include <cstdint>
 #include <limits>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -73,6 +75,10 @@ struct Fault {
     unsigned met = 0;  ///< how many such calls there were so far
 };
 
+/// What the subject of a fault about a file has to be: the path as Windows resolves it, or as it is
+/// written where it cannot be resolved.
+[[nodiscard]] std::u16string FaultSubject(std::u16string_view path);
+
 /// The faults of a machine, found quickly however many there are.
 class FaultTable {
   public:
@@ -107,15 +113,45 @@ struct OpenStream {
     std::string held;
 };
 
+/// A search through a directory: the entries that are left to deliver, and their number so far.
+struct OpenSearch {
+    std::vector<std::u16string> paths;
+    std::size_t next = 0;
+};
+
+/// A package that is open as a database; its file cannot be deleted meanwhile.
+struct OpenDatabase {
+    std::u16string path;
+    std::shared_ptr<const PackageDatabase> database;
+};
+
+/// A prepared query. It delivers rows once it has been executed.
+struct OpenView {
+    OpenDatabase source;
+    std::shared_ptr<const QueryResult> result;
+    bool isExecuted = false;
+    std::size_t nextRow = 0;
+};
+
+struct OpenRecord {
+    OpenView view;
+    std::size_t row = 0;
+};
+
 /// What the running process holds open, by handle.
 struct OpenObjects {
     std::map<std::uintptr_t, OpenKey> keys;
     std::map<std::uintptr_t, OpenStream> streams;
     std::map<std::uintptr_t, std::u16string> modules;
     std::map<std::uintptr_t, std::string> locales;
+    std::map<std::uintptr_t, OpenSearch> searches;
+    std::map<std::uintptr_t, OpenDatabase> databases;
+    std::map<std::uintptr_t, OpenView> views;
+    std::map<std::uintptr_t, OpenRecord> records;
 
     [[nodiscard]] std::size_t Count() const {
-        return keys.size() + streams.size() + modules.size() + locales.size();
+        return keys.size() + streams.size() + modules.size() + locales.size() + searches.size() +
+               databases.size() + views.size() + records.size();
     }
 };
 
@@ -142,10 +178,15 @@ struct Machine {
 
     InstallerTree installer;  ///< worked out from the registry, at need
 
-    /// Every simulated call begins with this: it counts, records, and gives the code of the fault
-    /// that the call meets, if any.
+    /// Every simulated call begins with this, but for GetLastError, _towlower_l and calls with a
+    /// handle that is not open: it counts, records, and gives the code of the fault that the call
+    /// meets, if any. It also spoils the last error, which means nothing behind another call.
     std::optional<DWORD> BeginCall(std::string_view call, std::u16string_view subject = {},
                                    std::initializer_list<std::uint64_t> numbers = {});
+
+    /// The same for a call about a file: a fault meets it in whichever form the path is written.
+    std::optional<DWORD> BeginFileCall(std::string_view call, std::u16string_view path,
+                                       std::initializer_list<std::uint64_t> numbers = {});
 
     /// A handle value that was never given before.
     std::uintptr_t MakeHandle();
@@ -155,6 +196,11 @@ struct Machine {
 
     /// Whether a module, or with a function name that function of it, cannot be had.
     [[nodiscard]] bool IsMissing(std::u16string_view module, std::string_view function) const;
+
+  private:
+    std::optional<DWORD> Begin(std::string_view call, std::u16string_view subject,
+                               std::initializer_list<std::uint64_t> numbers,
+                               std::u16string_view faultSubject);
 };
 
 /// The machine that the platform calls act on, for the length of a scope. Scopes nest.

@@ -11,41 +11,48 @@ constexpr std::u16string_view kKeyPath =
 constexpr std::u16string_view kValueName = u"PendingFileRenameOperations";
 constexpr std::u16string_view kPrefix = u"\\??\\";
 
-/// The list's texts, each with its terminator, without the NUL that ends the list.
-std::u16string ReadList(const Registry& registry) {
+/// Takes the text at the start of the list away.
+std::u16string TakeText(std::u16string_view& list) {
+    const std::u16string_view text = list.substr(0, list.find(u'\0'));
+    list.remove_prefix(std::min(text.size() + 1, list.size()));
+    return std::u16string(text);
+}
+
+std::u16string WithoutPrefix(const std::u16string& path) {
+    return path.starts_with(kPrefix) ? path.substr(kPrefix.size()) : path;
+}
+
+/// The pairs of texts that are registered, as they stand there. An empty first text ends the list;
+/// where a second one is missing it is empty.
+std::vector<PendingRename> ReadPairs(const Registry& registry) {
     const RegistryValue* value = registry.FindValue(kKeyPath, kValueName);
     if (value == nullptr || value->type != REG_MULTI_SZ)
         return {};
-    std::u16string list = CharactersIn(value->data);
-    if (list.ends_with(u'\0'))
-        list.pop_back();
-    return list;
-}
-
-/// Takes the text at the start of the list away.
-std::u16string TakeText(std::u16string_view& list) {
-    std::u16string_view text = list.substr(0, list.find(u'\0'));
-    list.remove_prefix(std::min(text.size() + 1, list.size()));
-    if (text.starts_with(kPrefix))
-        text.remove_prefix(kPrefix.size());
-    return std::u16string(text);
+    const std::u16string list = CharactersIn(value->data);
+    std::vector<PendingRename> pairs;
+    for (std::u16string_view rest = list; !rest.empty() && rest.front() != u'\0';) {
+        PendingRename& pair = pairs.emplace_back();
+        pair.path = TakeText(rest);
+        pair.newPath = TakeText(rest);
+    }
+    return pairs;
 }
 
 }  // namespace
 
 std::vector<PendingRename> ReadPendingRenames(const Registry& registry) {
-    const std::u16string list = ReadList(registry);
-    std::vector<PendingRename> renames;
-    for (std::u16string_view rest = list; !rest.empty();) {
-        PendingRename& rename = renames.emplace_back();
-        rename.path = TakeText(rest);
-        rename.newPath = TakeText(rest);
+    std::vector<PendingRename> renames = ReadPairs(registry);
+    for (PendingRename& rename : renames) {
+        rename.path = WithoutPrefix(rename.path);
+        rename.newPath = WithoutPrefix(rename.newPath);
     }
     return renames;
 }
 
 void RegisterDeletion(Registry& registry, std::u16string_view path) {
-    std::u16string list = ReadList(registry);
+    std::u16string list;
+    for (const PendingRename& pair : ReadPairs(registry))
+        list.append(pair.path).append(1, u'\0').append(pair.newPath).append(1, u'\0');
     list.append(kPrefix).append(path).append(2, u'\0');
     // The terminator that DataOfText adds ends the list.
     registry.SetValue(kKeyPath, kValueName, REG_MULTI_SZ, DataOfText(list));

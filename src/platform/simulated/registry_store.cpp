@@ -1,6 +1,7 @@
 #include "platform/simulated/registry_store.h"
 
 #include <algorithm>
+#include <atomic>
 
 namespace platform::simulated {
 
@@ -22,6 +23,12 @@ constexpr RootName kRootNames[] = {
      u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Hardware Profiles\\Current"},
 };
 
+/// A number that no state of any registry had before.
+std::uint64_t NextGeneration() {
+    static std::atomic<std::uint64_t> last = 0;
+    return ++last;
+}
+
 void AppendCharacter(ValueData& data, char16_t character) {
     data.push_back(static_cast<BYTE>(character & 0xFFU));
     data.push_back(static_cast<BYTE>(character >> 8U));
@@ -40,14 +47,14 @@ bool Registry::HasKey(std::u16string_view path) const {
 
 void Registry::CreateKey(std::u16string_view path) {
     keys_.Insert(path);
-    ++generation_;
+    generation_ = NextGeneration();
 }
 
 void Registry::RemoveKey(std::u16string_view path) {
     keys_.Remove(path);
     if (path.find(u'\\') == std::u16string_view::npos)
         keys_.Insert(path);
-    ++generation_;
+    generation_ = NextGeneration();
 }
 
 const RegistryValue* Registry::FindValue(std::u16string_view path, std::u16string_view name) const {
@@ -67,7 +74,7 @@ void Registry::SetValue(std::u16string_view path, std::u16string_view name, DWOR
         value.name = name;
     value.type = type;
     value.data = std::move(data);
-    ++generation_;
+    generation_ = NextGeneration();
 }
 
 void Registry::SetText(std::u16string_view path, std::u16string_view name,
@@ -85,7 +92,7 @@ void Registry::SetDword(std::u16string_view path, std::u16string_view name, DWOR
 void Registry::RemoveValue(std::u16string_view path, std::u16string_view name) {
     if (Keys::Entry* key = keys_.Find(path))
         key->content.erase(FoldCase(name));
-    ++generation_;
+    generation_ = NextGeneration();
 }
 
 std::optional<std::u16string> CanonicalKeyPath(std::u16string_view path,

@@ -49,8 +49,8 @@ class Registry {
         return keys_;
     }
 
-    /// Grows with every change, so that what was worked out from the registry can be kept until
-    /// then.
+    /// Another number after every change, of this or any other registry, so that what was worked
+    /// out from the registry can be kept until then.
     [[nodiscard]] std::uint64_t Generation() const {
         return generation_;
     }

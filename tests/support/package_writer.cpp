@@ -1,0 +1,182 @@
+#include "support/package_writer.h"
+
+#include "platform/simulated/little_endian.h"
+
+namespace test {
+
+namespace {
+
+constexpr std::uint32_t kEndOfChain = 0xFFFFFFFE;
+constexpr std::uint32_t kFree = 0xFFFFFFFF;
+
+std::string Number(std::uint64_t number, std::size_t width) {
+    std::string bytes;
+    for (; width > 0; --width, number >>= 8U)
+        bytes.push_back(static_cast<char>(number & 0xFFU));
+    return bytes;
+}
+
+std::u16string StreamName(const std::string& table) {
+    const std::string digits = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz._";
+    std::u16string name(1, 0x4840);
+    for (std::size_t i = 0; i < table.size(); i += 2) {
+        const std::size_t first = digits.find(table[i]);
+        name.push_back(static_cast<char16_t>(i + 1 < table.size()
+                                                 ? 0x3800 + first + 64 * digits.find(table[i + 1])
+                                                 : 0x4800 + first));
+    }
+    return name;
+}
+
+/// The sectors of a file, and of each the number of the one behind it.
+struct SectorFile {
+    std::size_t sectorSize;
+    std::string sectors;
+    std::vector<std::uint32_t> next;
+
+    std::uint32_t Add(std::string bytes) {
+        if (bytes.empty())
+            return kEndOfChain;
+        bytes.resize((bytes.size() + sectorSize - 1) / sectorSize * sectorSize, '\0');
+        const auto start = static_cast<std::uint32_t>(next.size());
+        sectors += bytes;
+        while (next.size() * sectorSize < sectors.size())
+            next.push_back(static_cast<std::uint32_t>(next.size() + 1));
+        next.back() = kEndOfChain;
+        return start;
+    }
+};
+
+std::string Numbers(const std::vector<std::uint32_t>& numbers) {
+    std::string bytes;
+    for (const std::uint32_t number : numbers)
+        bytes += Number(number, 4);
+    return bytes;
+}
+
+std::string Entry(const std::u16string& name, char type, std::uint32_t right, std::uint32_t child,
+                  std::uint32_t start, std::size_t size) {
+    std::string entry;
+    for (const char16_t character : name)
+        entry += Number(character, 2);
+    entry.resize(64);
+    entry += Number(2 * (name.size() + 1), 2) + type + '\1';
+    entry += Numbers({kFree, right, child});
+    entry.resize(116);
+    return entry + Number(start, 4) + Number(size, 8);
+}
+
+/// Lays the streams into a compound file, the small ones into its stream of small streams.
+std::string WriteCompoundFile(const std::vector<std::pair<std::string, std::string>>& streams,
+                              const Package& package) {
+    SectorFile mini{64, {}, {}};
+    SectorFile file{package.sectorSize, {}, {}};
+    std::string entries;
+    for (std::size_t i = 0; i < streams.size(); ++i) {
+        const auto& [name, content] = streams[i];
+        const std::uint32_t start = content.size() < 4096 ? mini.Add(content) : file.Add(content);
+        const bool isLast = i + 1 == streams.size();
+        const auto right = isLast ? kFree : static_cast<std::uint32_t>(i + 2);
+        entries += Entry(StreamName(name), 2, right, kFree, start, content.size());
+    }
+    const std::uint32_t miniStart = file.Add(mini.sectors);
+    std::string root = Entry(u"Root Entry", 5, kFree, 1, miniStart, mini.sectors.size());
+    const std::string patchClass("\x86\x10\x0C\0\0\0\0\0\xC0\0\0\0\0\0\0\x46", 16);
+    root.replace(80, 16, patchClass).replace(80, 1, 1, static_cast<char>(package.classByte));
+    const std::uint32_t directory = file.Add(root + entries);
+    const std::uint32_t miniFat = file.Add(Numbers(mini.next));
+
+    // The table of sectors counts itself, and the table that says where it lies, as well.
+    const std::size_t perSector = package.sectorSize / 4;
+    const auto dataSectors = static_cast<std::uint32_t>(file.next.size());
+    std::uint32_t fatCount = 1;
+    std::uint32_t difatCount = 0;
+    while (std::size_t{fatCount} * perSector < dataSectors + fatCount + difatCount) {
+        ++fatCount;
+        difatCount =
+            fatCount <= 109
+                ? 0
+                : static_cast<std::uint32_t>((fatCount - 109 + perSector - 2) / (perSector - 1));
+    }
+    std::vector<std::uint32_t> places;
+    for (std::uint32_t i = 0; i < fatCount; ++i)
+        places.push_back(dataSectors + i);
+    std::vector<std::uint32_t> difat(places.begin() + std::min<std::ptrdiff_t>(109, fatCount),
+                                     places.end());
+    for (std::uint32_t i = 1; i <= difatCount; ++i) {
+        difat.resize(std::max(difat.size(), i * perSector - 1), kFree);
+        difat.insert(difat.begin() + static_cast<std::ptrdiff_t>(i * perSector - 1),
+                     i == difatCount ? kEndOfChain : dataSectors + fatCount + i);
+    }
+    places.resize(109, kFree);
+    file.next.resize(fatCount * perSector, kFree);
+
+    std::string header = "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1" + std::string(16, '\0');
+    const bool isLarge = package.sectorSize == 4096;
+    header += Number(0x3E, 2) + Number(isLarge ? 4 : 3, 2) + Number(0xFFFE, 2) +
+              Number(isLarge ? 12 : 9, 2) + Number(6, 2) + std::string(10, '\0');
+    header += Numbers({fatCount, directory, 0, 4096, miniFat, 1,
+                       difatCount == 0 ? kEndOfChain : dataSectors + fatCount, difatCount});
+    header += Numbers(places);
+    header.resize(package.sectorSize);
+    return header + file.sectors + Numbers(file.next) + Numbers(difat);
+}
+
+}  // namespace
+
+Package Describe(const std::string& description) {
+    Package package;
+    package.rows = {{"Description", description}};
+    return package;
+}
+
+std::string WritePackage(const Package& package) {
+    const std::size_t width = package.hasLongReferences ? 3 : 2;
+    std::string lengths = Number(package.codePage | (width == 3 ? 0x80000000 : 0), 4);
+    std::string data;
+    std::uint32_t count = 0;
+    const auto refer = [&](const std::string& text) {
+        if (text.empty())
+            return Number(0, width);
+        if (text.size() > 0xFFFF)
+            lengths += Number(0, 2) + Number(1, 2) + Number(text.size(), 4);
+        else
+            lengths += Number(text.size(), 2) + Number(1, 2);
+        data += text;
+        return Number(++count, width);
+    };
+    const std::string table = package.hasTable ? "MsiPatchMetadata" : "Another";
+    const std::string tables = refer(table);
+    std::string columns[4];
+    std::string values[3];
+    const std::pair<const char*, std::uint32_t> definitions[] = {
+        {"Company", 0x3D48}, {"Property", 0x2D48}, {"Value", 0x1F00}};
+    for (std::uint32_t i = 0; i < 3; ++i) {
+        columns[0] += tables;
+        columns[1] += Number(0x8001 + i, 2);
+        columns[2] += refer(definitions[i].first);
+        columns[3] += Number(definitions[i].second ^ 0x8000U, 2);
+    }
+    for (const auto& [property, value] : package.rows) {
+        values[0] += refer("");
+        values[1] += refer(property);
+        values[2] += refer(value);
+    }
+    return WriteCompoundFile({{"_StringPool", lengths},
+                              {"_StringData", data},
+                              {"_Tables", tables},
+                              {"_Columns", columns[0] + columns[1] + columns[2] + columns[3]},
+                              {table, values[0] + values[1] + values[2]}},
+                             package);
+}
+
+std::size_t DirectoryEntryAt(const std::string& file, std::size_t entry) {
+    const std::size_t sectorSize = platform::simulated::ReadU16(file, 30) == 9 ? 512 : 4096;
+    return (platform::simulated::ReadU32(file, 48) + 1) * sectorSize + entry * 128;
+}
+
+void Patch32(std::string& file, std::size_t place, std::uint32_t number) {
+    file.replace(place, 4, Number(number, 4));
+}
+
+}  // namespace test
