@@ -12,6 +12,8 @@ namespace {
 
 using namespace test;
 
+const std::string kOrphan = WritePackage(WithRows({{"Description", "Kelvane Ostrel"}}));
+
 TEST(OrphanCleanup, AnOrphanIsAFileThatNothingLinksToAndThatNamesTheFamily) {
     const LinkedPackages linked = {u"c:\\windows\\installer\\linked.msp"};
     const std::u16string free = u"c:\\windows\\installer\\free.msp";
@@ -47,7 +49,7 @@ struct Phase {
 TEST(OrphanCleanup, SetsItsResultsAndOnlyEverSetsTheFlag) {
     for (const bool wasCleaned : {false, true}) {
         Machine machine = MakeIncrementalMachine();
-        machine.drive.AddFile(kCache + u"6.msp", WritePackage(Describe("Kelvane Ostrel")));
+        machine.drive.AddFile(kCache + u"6.msp", kOrphan);
         Phase phase;
         phase.patchesCleaned = wasCleaned;
         AddFault(machine, "DeleteFileW", u"", 2);
@@ -64,7 +66,7 @@ TEST(OrphanCleanup, SetsItsResultsAndOnlyEverSetsTheFlag) {
 TEST(OrphanCleanup, WhatCannotBeReadCountsAsNotLinked) {
     Machine machine = MakeIncrementalMachine();
     for (const char16_t* name : {u"0.msp", u"1.msp", u"2.msp"})
-        machine.drive.AddFile(kCache + name, WritePackage(Describe("Kelvane Ostrel")));
+        machine.drive.AddFile(kCache + name, kOrphan);
     machine.registry.RemoveValue(PackageKey(0), u"LocalPackage");
     AddFault(machine, "MsiEnumPatchesExW", u"", 1610, 3, 3);
     Phase phase;

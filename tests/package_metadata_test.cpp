@@ -14,6 +14,7 @@ const std::u16string kPath = kCache + u"a.msp";
 const std::string kNoOpen = "  [FAIL] Failed to open MSP file.\n!\n";
 const std::string kNoView = "  [FAIL] Failed to create view for Description.\n";
 const std::string kNoLog = "!(no log)\n";
+const Package kPackage = WithRows({{"Description", "text"}});
 
 struct Result {
     std::u16string description;
@@ -29,12 +30,6 @@ Result Read(const std::string& bytes, const char* failingCall = "none") {
     RunWithLog(machine, [&] { result.description = GetDescriptionFromMsp(kPath); });
     result.log = LogText(machine);
     return result;
-}
-
-Package WithRows(std::vector<std::pair<std::string, std::string>> rows) {
-    Package package;
-    package.rows = std::move(rows);
-    return package;
 }
 
 TEST(PackageMetadata, TakesTheFirstDescriptionInAnyLetterCase) {
@@ -78,7 +73,7 @@ TEST(PackageMetadata, ReadsEveryShapeOfPackage) {
 }
 
 TEST(PackageMetadata, SaysWhatFailsAndLeavesNothingOpen) {
-    const std::string whole = WritePackage(Describe("text"));
+    const std::string whole = WritePackage(kPackage);
     const struct {
         const char* call;
         std::u16string description;
@@ -105,7 +100,7 @@ TEST(PackageMetadata, SaysWhatFailsAndLeavesNothingOpen) {
 }
 
 TEST(PackageMetadata, ADamagedPackageIsOneThatCannotBeOpenedOrQueried) {
-    const std::string whole = WritePackage(Describe("text"));
+    const std::string whole = WritePackage(kPackage);
     const std::size_t fat = whole.size() - 512;
     const auto damage = [&](std::size_t place, std::uint32_t number) {
         std::string file = whole;
@@ -115,11 +110,11 @@ TEST(PackageMetadata, ADamagedPackageIsOneThatCannotBeOpenedOrQueried) {
     const auto entry = [&](std::size_t number, std::size_t field) {
         return DirectoryEntryAt(whole, number) + field;
     };
-    Package other = Describe("text");
+    Package other = kPackage;
     other.classByte = 0x84;
-    Package otherCodePage = Describe("text");
+    Package otherCodePage = kPackage;
     otherCodePage.codePage = 932;
-    Package without = Describe("text");
+    Package without = kPackage;
     without.hasTable = false;
     const struct {
         const char* name;
@@ -156,7 +151,7 @@ TEST(PackageMetadata, ADamagedPackageIsOneThatCannotBeOpenedOrQueried) {
 }
 
 TEST(PackageMetadata, NoByteOfAPackageIsTrusted) {
-    const std::string whole = WritePackage(Describe("text"));
+    const std::string whole = WritePackage(kPackage);
     Machine machine = MakeMachine();
     const platform::simulated::MachineScope scope(machine);
     for (std::size_t place = 0; place < whole.size(); ++place) {

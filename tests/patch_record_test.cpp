@@ -73,15 +73,6 @@ TEST(InstallerQuery, PackageNameIsTakenInAnyTypeAndWithoutATerminator) {
     ExpectNothingOpen(machine);
 }
 
-TEST(PatchRecord, StateNames) {
-    EXPECT_EQ(PatchStateName(1), u"Applied");
-    EXPECT_EQ(PatchStateName(2), u"Superseded");
-    EXPECT_EQ(PatchStateName(4), u"Obsoleted");
-    EXPECT_EQ(PatchStateName(8), u"Registered");
-    EXPECT_EQ(PatchStateName(0), u"Unknown(0)");
-    EXPECT_EQ(PatchStateName(-3), u"Unknown(-3)");
-}
-
 TEST(PatchRecord, AFailureEmptiesAFieldOrTakesThePatchAway) {
     Machine machine = MakeIncrementalMachine();
     machine.registry.RemoveValue(PackageKey(0), u"LocalPackage");

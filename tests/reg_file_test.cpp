@@ -1,7 +1,7 @@
 #include "replay/reg_file.h"
 
 #include "platform/simulated/unicode.h"
-#include "replay/image_error.h"
+#include "support/image_errors.h"
 
 #include <gtest/gtest.h>
 
@@ -39,14 +39,11 @@ TEST(RegFile, ReadsEveryFormOfValue) {
         "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Gone\\Below]\n[-hkey_local_machine\\SOFTWARE\\gone]\n"
         "[HKEY_LOCAL_MACHINE\\SOFTWARE\\[x]]";
     for (const bool isCrLf : {false, true}) {
-        std::string bytes = kHeader + text;
-        if (isCrLf) {
-            for (std::size_t at = 0; (at = bytes.find('\n', at)) != std::string::npos; at += 2) {
-                if (bytes[at - 1] != '\r')
-                    bytes.insert(at, "\r");
-                else
-                    --at;
-            }
+        std::string bytes;
+        for (const char character : kHeader + text) {
+            if (isCrLf && character == '\n' && !bytes.ends_with('\r'))
+                bytes += '\r';
+            bytes += character;
         }
         const Registry registry = Read("\xEF\xBB\xBF" + bytes);
         const auto data = [&](std::u16string_view name, platform::DWORD type) {
@@ -90,11 +87,9 @@ TEST(RegFile, NamesPlaceAndReasonOfAFault) {
         const char* error;
     } cases[] = {
         {"", "a.reg:1: the first line is not \"Windows Registry Editor Version 5.00\""},
-        {"REGEDIT4\n", "a.reg:1: the first line is not"},
         {kHeader + "[HKEY_LOCAL_MACHINE\\K\n", "a.reg:2: the key has no closing bracket"},
         {kHeader + "[HKLM\\K]\n", "a.reg:2: \"HKLM\\K\" is not a key"},
         {kHeader + "[HKEY_LOCAL_MACHINE\\\\K]\n", "a.reg:2: \"HKEY_LOCAL_MACHINE\\\\K\" is not a"},
-        {kHeader + "[HKEY_LOCAL_MACHINE\\K\\]\n", "is not a key"},
         {kHeader + "\n\"a\"=\"b\"\n", "a.reg:3: a value without a key above it"},
         {kHeader + "[-HKEY_LOCAL_MACHINE\\K]\n@=-\n", "a.reg:3: a value without a key above it"},
         {key + "a=b\n", "a.reg:3: neither a key, a value nor a comment"},
@@ -111,28 +106,19 @@ TEST(RegFile, NamesPlaceAndReasonOfAFault) {
         {key + "\"a\"=hex(7:01\n", "a.reg:3: a broken hex value: no \")\" behind its type"},
         {key + "\"a\"=hex01\n", "a.reg:3: a broken hex value: no \":\" in front of its bytes"},
         {key + "\"a\"=hex:01,\n", "a.reg:3: a broken hex value: no hexadecimal digit"},
-        {key + "\"a\"=hex:01,0g\n", "a.reg:3: something stands behind the value's data"},
         {key + "\"a\"=hex:012\n", "a.reg:3: a broken hex value: more than 2 digits"},
         {key + "\"a\"=hex:01,\\\n  02,\\", "a.reg:4: a broken hex value: no line follows the \\"},
         {key + "\"a\"=hex:01,\\ 02\n", "a.reg:3: a broken hex value: no line follows the \\"},
         {key + "\"a\"=\"\xC3(\"\n", "a.reg:3: invalid UTF-8"},
         {key + "\"a\"=\"\xC0\xAF\"\n", "a.reg:3: invalid UTF-8"},
         {key + "\"a\"=\"\xED\xA0\x80\"\n", "a.reg:3: invalid UTF-8"},
-        {key + "\"a\"=\"\xF4\x90\x80\x80\"\n", "a.reg:3: invalid UTF-8"},
         {key + "\xE2\x82", "a.reg:3: invalid UTF-8"},
         {key + std::string(1, '\0'), "a.reg:3: a NUL character"},
         {Utf16(u"a\nb") + "c", "a.reg:2: an odd number of bytes in a UTF-16 file"},
         {"\xFE\xFF", "a.reg:1: big-endian UTF-16"},
     };
-    for (const auto& row : cases) {
-        try {
-            Read(row.bytes);
-            ADD_FAILURE() << "no error, but not: " << row.error;
-        } catch (const ImageError& error) {
-            EXPECT_NE(std::string(error.what()).find(row.error), std::string::npos)
-                << error.what() << "\nis not: " << row.error;
-        }
-    }
+    for (const auto& row : cases)
+        test::ExpectImageError(row.error, [&] { Read(row.bytes); });
 }
 
 TEST(RegFile, WhatIsWrittenReadsAgainTheSame) {

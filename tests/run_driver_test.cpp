@@ -85,13 +85,6 @@ TEST(RunDriver, WritesItsRecordsInOrderAndHandsPathsOnUnchanged) {
                            u"\\OrphanPatchCount \\AffectedMachine \\ExitState ");
 }
 
-TEST(RunDriver, ASimulationCallsNothingThatTouchesAFile) {
-    Machine machine = MakeIncrementalMachine();
-    EXPECT_EQ(RunTool(machine, {kProduct, kVersion, u"simulate"}), 0);
-    EXPECT_EQ(machine.CallCount("DeleteFileW") + machine.CallCount("MoveFileExW"), 0U);
-    EXPECT_EQ(CacheText(machine), "0.msp 1.msp 2.msp 3.msp 4.msp 5.msp");
-}
-
 TEST(RunDriver, WhicheverCallFailsNothingLeaksAndNothingNeededGoes) {
     for (const bool forGood : {false, true}) {
         unsigned failing = 1;

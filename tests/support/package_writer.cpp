@@ -2,6 +2,8 @@
 
 #include "platform/simulated/little_endian.h"
 
+#include <numeric>
+
 namespace test {
 
 namespace {
@@ -86,47 +88,46 @@ std::string WriteCompoundFile(const std::vector<std::pair<std::string, std::stri
     const std::uint32_t directory = file.Add(root + entries);
     const std::uint32_t miniFat = file.Add(Numbers(mini.next));
 
-    // The table of sectors counts itself, and the table that says where it lies, as well.
+    // The table of sectors counts itself, and the table that says where it lies, as well. The
+    // header has room for the first 109 sectors of it; further tables end in the place of the next.
     const std::size_t perSector = package.sectorSize / 4;
-    const auto dataSectors = static_cast<std::uint32_t>(file.next.size());
-    std::uint32_t fatCount = 1;
-    std::uint32_t difatCount = 0;
-    while (std::size_t{fatCount} * perSector < dataSectors + fatCount + difatCount) {
+    const auto first = static_cast<std::uint32_t>(file.next.size());
+    const auto tables = [&](std::size_t sectors) {
+        return sectors <= 109 ? 0 : (sectors - 109 + perSector - 2) / (perSector - 1);
+    };
+    std::size_t fatCount = 1;
+    while (fatCount * perSector < first + fatCount + tables(fatCount))
         ++fatCount;
-        difatCount =
-            fatCount <= 109
-                ? 0
-                : static_cast<std::uint32_t>((fatCount - 109 + perSector - 2) / (perSector - 1));
+    std::vector<std::uint32_t> places(fatCount);
+    std::iota(places.begin(), places.end(), first);
+    places.resize(109 + tables(fatCount) * (perSector - 1), kFree);
+    std::string furtherTables;
+    for (std::size_t i = 0; i < tables(fatCount); ++i) {
+        const auto start = places.begin() + static_cast<std::ptrdiff_t>(109 + i * (perSector - 1));
+        furtherTables += Numbers({start, start + static_cast<std::ptrdiff_t>(perSector - 1)});
+        const bool isLast = i + 1 == tables(fatCount);
+        furtherTables += Number(isLast ? kEndOfChain : first + fatCount + i + 1, 4);
     }
-    std::vector<std::uint32_t> places;
-    for (std::uint32_t i = 0; i < fatCount; ++i)
-        places.push_back(dataSectors + i);
-    std::vector<std::uint32_t> difat(places.begin() + std::min<std::ptrdiff_t>(109, fatCount),
-                                     places.end());
-    for (std::uint32_t i = 1; i <= difatCount; ++i) {
-        difat.resize(std::max(difat.size(), i * perSector - 1), kFree);
-        difat.insert(difat.begin() + static_cast<std::ptrdiff_t>(i * perSector - 1),
-                     i == difatCount ? kEndOfChain : dataSectors + fatCount + i);
-    }
-    places.resize(109, kFree);
+    places.resize(109);
     file.next.resize(fatCount * perSector, kFree);
 
     std::string header = "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1" + std::string(16, '\0');
     const bool isLarge = package.sectorSize == 4096;
     header += Number(0x3E, 2) + Number(isLarge ? 4 : 3, 2) + Number(0xFFFE, 2) +
               Number(isLarge ? 12 : 9, 2) + Number(6, 2) + std::string(10, '\0');
-    header += Numbers({fatCount, directory, 0, 4096, miniFat, 1,
-                       difatCount == 0 ? kEndOfChain : dataSectors + fatCount, difatCount});
+    header += Number(fatCount, 4) + Numbers({directory, 0, 4096, miniFat, 1});
+    header += Number(furtherTables.empty() ? kEndOfChain : first + fatCount, 4) +
+              Number(tables(fatCount), 4);
     header += Numbers(places);
     header.resize(package.sectorSize);
-    return header + file.sectors + Numbers(file.next) + Numbers(difat);
+    return header + file.sectors + Numbers(file.next) + furtherTables;
 }
 
 }  // namespace
 
-Package Describe(const std::string& description) {
+Package WithRows(std::vector<std::pair<std::string, std::string>> rows) {
     Package package;
-    package.rows = {{"Description", description}};
+    package.rows = std::move(rows);
     return package;
 }
 

@@ -18,8 +18,8 @@ struct Package {
     unsigned char classByte = 0x86;  ///< the first of the root class; 0x84 is no patch
 };
 
-/// A property of one row.
-Package Describe(const std::string& description);
+/// A package with these rows.
+Package WithRows(std::vector<std::pair<std::string, std::string>> rows);
 
 std::string WritePackage(const Package& package);
 
