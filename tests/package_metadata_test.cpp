@@ -1,5 +1,6 @@
 #include "inventory/package_metadata.h"
 
+#include "platform/simulated/little_endian.h"
 #include "support/machines.h"
 #include "support/package_writer.h"
 
@@ -58,7 +59,7 @@ TEST(PackageMetadata, TakesTheFirstDescriptionInAnyLetterCase) {
 TEST(PackageMetadata, ReadsEveryShapeOfPackage) {
     for (const std::size_t sectorSize : {512U, 4096U}) {
         for (const bool isLong : {false, true}) {
-            for (const std::size_t filler : {0U, 5'000U, 70'000U, 9'000'000U}) {
+            for (const std::size_t filler : {5'000U, 70'000U, 9'000'000U}) {
                 Package package = WithRows(
                     {{"Filler", std::string(filler, 'f')}, {"Description", "\xE4\xB8\xAD \xFF"}});
                 package.codePage = isLong ? 65001 : 0;
@@ -116,11 +117,30 @@ TEST(PackageMetadata, ADamagedPackageIsOneThatCannotBeOpenedOrQueried) {
     otherCodePage.codePage = 932;
     Package without = kPackage;
     without.hasTable = false;
+    // All of the table of sectors is to lie in a sector that is cut.
+    std::string cutDifat = whole + std::string(130 * std::size_t{512} + 100, '\0');
+    const auto last = static_cast<std::uint32_t>(cutDifat.size() / 512 - 1);
+    Patch32(cutDifat, 68, last);
+    for (std::size_t place = 76; place < 512; place += 4)
+        Patch32(cutDifat, place, last);
+    // The first sector of the texts is moved to the end and cut, so that all behind it would shift.
+    std::string cutStream =
+        WritePackage(WithRows({{"Description", "text"}, {"Filler", std::string(5'000, 'f')}}));
+    const std::size_t start = DirectoryEntryAt(cutStream, 2) + 116;
+    const std::uint32_t first = platform::simulated::ReadU32(cutStream, start);
+    const auto moved = static_cast<std::uint32_t>(cutStream.size() / 512 - 1);
+    Patch32(cutStream, cutStream.size() - 512 + std::size_t{4} * moved, first + 1);
+    Patch32(cutStream, start, moved);
+    cutStream += cutStream.substr((std::size_t{first} + 1) * 512, 512 - 14);
     const struct {
         const char* name;
         std::string bytes;
         std::string log;
     } cases[] = {
+        {"CutDifat", cutDifat, kNoOpen},
+        {"CutStream", cutStream, kNoOpen},
+        {"LengthOff", damage(whole.find(std::string("\4\0\1\0", 4)), 0x00010003), kNoOpen},
+        {"ReferenceOutside", damage(whole.find(std::string("\7\x80\1\0", 4)) + 4, 0x1000), kNoView},
         {"Empty", "", kNoOpen},
         {"NoCompoundFile", std::string(4096, 'x'), kNoOpen},
         {"Truncated", whole.substr(0, 1000), kNoOpen},
@@ -128,8 +148,7 @@ TEST(PackageMetadata, ADamagedPackageIsOneThatCannotBeOpenedOrQueried) {
         {"UnknownCodePage", WritePackage(otherCodePage), kNoOpen},
         {"SectorSize", damage(28, 0x000AFFFE), kNoOpen},
         {"FatOutside", damage(76, 0x1000), kNoOpen},
-        {"DirectoryOutside", damage(48, 0x1000), kNoOpen},
-        {"DirectoryChainLoops", damage(fat + 4 * 1, 1), kNoOpen},
+        {"DirectoryChainLoops", damage(fat + 4, 1), kNoOpen},
         {"DifatLoops", damage(68, 0), kNoOpen},
         {"MiniStreamOutside", damage(entry(0, 116), 0x1000), kNoOpen},
         {"MiniStreamTooShort", damage(entry(0, 120), 0x100000), kNoOpen},

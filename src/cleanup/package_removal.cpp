@@ -8,8 +8,7 @@
 namespace saltrove {
 
 bool IsInInstallerCache(const std::u16string& path) {
-    return platform::EqualIgnoringAsciiCase(LowerCaseCopy(path).substr(0, kInstallerCache.size()),
-                                            kInstallerCache);
+    return LowerCaseCopy(path).starts_with(kInstallerCacheInLowerCase);
 }
 
 RemovalOutcome RemovePackage(const std::u16string& path, bool simulate,

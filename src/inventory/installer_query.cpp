@@ -58,7 +58,7 @@ std::optional<EnumeratedPatch> EnumeratePatch(const char16_t* productCode, platf
 
 std::optional<std::u16string> GetLocalPackage(const std::u16string& patchCode,
                                               const std::u16string& productCode) {
-    return GetPatchProperty<kPathCapacity>(patchCode, productCode, u"LocalPackage");
+    return GetPatchProperty<platform::MAX_PATH>(patchCode, productCode, u"LocalPackage");
 }
 
 std::u16string GetPatchDisplayName(const std::u16string& patchCode,

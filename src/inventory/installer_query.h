@@ -8,10 +8,6 @@
 /// The questions that are put to Windows Installer about patches, in the per-machine context.
 namespace saltrove {
 
-/// The size of the buffers that hold paths, in characters, terminator included. A path that does
-/// not fit counts as one that could not be read.
-inline constexpr std::size_t kPathCapacity = 260;
-
 /// One patch of one product, as the enumeration delivers it. Both are GUIDs in brace form.
 struct EnumeratedPatch {
     std::u16string patchCode;

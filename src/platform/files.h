@@ -13,8 +13,6 @@ inline constexpr DWORD FILE_ATTRIBUTE_ARCHIVE = 0x20;
 
 inline constexpr DWORD MOVEFILE_DELAY_UNTIL_REBOOT = 4;
 
-inline constexpr DWORD MAX_PATH = 260;
-
 struct FILETIME {
     DWORD dwLowDateTime;
     DWORD dwHighDateTime;
@@ -47,8 +45,17 @@ BOOL FindClose(HANDLE search);
 /// The attribute bits of a file or directory, or INVALID_FILE_ATTRIBUTES.
 [[nodiscard]] DWORD GetFileAttributesW(const char16_t* path);
 
-/// Deletes a file; non-zero on success. A missing file is error 2, a directory or read-only file 5,
-/// a file in use 32.
+/// The full form of a path. With a buffer that is too small, or none: the size in characters that
+/// is needed, terminator included. 0 on failure. `filePart` may be null.
+[[nodiscard]] DWORD GetFullPathNameW(const char16_t* path, DWORD size, char16_t* buffer,
+                                     char16_t** filePart);
+
+/// The Windows folder. `size` is in characters, terminator included. The length of the path; the
+/// size that is needed if it does not fit; 0 on failure.
+[[nodiscard]] UINT GetWindowsDirectoryW(char16_t* buffer, UINT size);
+
+/// Deletes a file; non-zero on success. A missing file is error 2 (3 if its directory is missing as
+/// well), a directory or read-only file 5, a file in use 32.
 [[nodiscard]] BOOL DeleteFileW(const char16_t* path);
 
 /// With `newPath` null and the flag MOVEFILE_DELAY_UNTIL_REBOOT: has the system delete the file at

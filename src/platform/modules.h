@@ -17,4 +17,11 @@ using FARPROC = std::intptr_t (*)();
 
 BOOL FreeLibrary(HMODULE module);
 
+/// A module that is loaded already; null if it is not. Not to be let go.
+[[nodiscard]] HMODULE GetModuleHandleW(const char16_t* moduleName);
+
+/// The path of a module, of the running program when it is null. `size` is in characters,
+/// terminator included. The length of the path; `size` if it had to be cut to fit; 0 on failure.
+[[nodiscard]] DWORD GetModuleFileNameW(HMODULE module, char16_t* path, DWORD size);
+
 }  // namespace platform

@@ -16,6 +16,11 @@ using DWORD = std::uint32_t;
 using UINT = std::uint32_t;
 using LSTATUS = std::int32_t;
 
+/// The size of a buffer for a path, in characters, terminator included.
+inline constexpr DWORD MAX_PATH = 260;
+
+struct SECURITY_ATTRIBUTES;
+
 struct HANDLE_TAG;
 using HANDLE = HANDLE_TAG*;
 
@@ -30,6 +35,7 @@ inline constexpr DWORD ERROR_NO_MORE_FILES = 18;
 inline constexpr DWORD ERROR_SHARING_VIOLATION = 32;
 inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 inline constexpr DWORD ERROR_OPEN_FAILED = 110;
+inline constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
 inline constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
 inline constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
 inline constexpr DWORD ERROR_BAD_PATHNAME = 161;

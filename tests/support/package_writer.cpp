@@ -57,7 +57,7 @@ std::string Numbers(const std::vector<std::uint32_t>& numbers) {
 }
 
 std::string Entry(const std::u16string& name, char type, std::uint32_t right, std::uint32_t child,
-                  std::uint32_t start, std::size_t size) {
+                  std::uint32_t start, std::size_t size, std::uint32_t upperSize) {
     std::string entry;
     for (const char16_t character : name)
         entry += Number(character, 2);
@@ -65,12 +65,14 @@ std::string Entry(const std::u16string& name, char type, std::uint32_t right, st
     entry += Number(2 * (name.size() + 1), 2) + type + '\1';
     entry += Numbers({kFree, right, child});
     entry.resize(116);
-    return entry + Number(start, 4) + Number(size, 8);
+    return entry + Number(start, 4) + Number(size, 4) + Number(upperSize, 4);
 }
 
 /// Lays the streams into a compound file, the small ones into its stream of small streams.
 std::string WriteCompoundFile(const std::vector<std::pair<std::string, std::string>>& streams,
                               const Package& package) {
+    // Version 3, with small sectors, has nothing to say in the upper half of a size.
+    const std::uint32_t upperSize = package.sectorSize == 512 ? 0xFFFFFFFF : 0;
     SectorFile mini{64, {}, {}};
     SectorFile file{package.sectorSize, {}, {}};
     std::string entries;
@@ -79,10 +81,10 @@ std::string WriteCompoundFile(const std::vector<std::pair<std::string, std::stri
         const std::uint32_t start = content.size() < 4096 ? mini.Add(content) : file.Add(content);
         const bool isLast = i + 1 == streams.size();
         const auto right = isLast ? kFree : static_cast<std::uint32_t>(i + 2);
-        entries += Entry(StreamName(name), 2, right, kFree, start, content.size());
+        entries += Entry(StreamName(name), 2, right, kFree, start, content.size(), upperSize);
     }
     const std::uint32_t miniStart = file.Add(mini.sectors);
-    std::string root = Entry(u"Root Entry", 5, kFree, 1, miniStart, mini.sectors.size());
+    std::string root = Entry(u"Root Entry", 5, kFree, 1, miniStart, mini.sectors.size(), upperSize);
     const std::string patchClass("\x86\x10\x0C\0\0\0\0\0\xC0\0\0\0\0\0\0\x46", 16);
     root.replace(80, 16, patchClass).replace(80, 1, 1, static_cast<char>(package.classByte));
     const std::uint32_t directory = file.Add(root + entries);
@@ -135,7 +137,7 @@ std::string WritePackage(const Package& package) {
     const std::size_t width = package.hasLongReferences ? 3 : 2;
     std::string lengths = Number(package.codePage | (width == 3 ? 0x80000000 : 0), 4);
     std::string data;
-    std::uint32_t count = 0;
+    std::uint32_t count = 1;
     const auto refer = [&](const std::string& text) {
         if (text.empty())
             return Number(0, width);
@@ -148,26 +150,33 @@ std::string WritePackage(const Package& package) {
     };
     const std::string table = package.hasTable ? "MsiPatchMetadata" : "Another";
     const std::string tables = refer(table);
+    lengths.insert(4, Number(0, 4));  // an entry that is free takes a number all the same
+    // A number, a stream and an order of the columns that is not theirs have to be coped with.
+    const std::pair<const char*, std::uint32_t> definitions[] = {{"Company", 0x3D48},
+                                                                 {"Property", 0x2D48},
+                                                                 {"Order", 0x1502},
+                                                                 {"Data", 0x1900},
+                                                                 {"Value", 0x1F00}};
     std::string columns[4];
-    std::string values[3];
-    const std::pair<const char*, std::uint32_t> definitions[] = {
-        {"Company", 0x3D48}, {"Property", 0x2D48}, {"Value", 0x1F00}};
-    for (std::uint32_t i = 0; i < 3; ++i) {
+    for (std::uint32_t i = 5; i > 0; --i) {
         columns[0] += tables;
-        columns[1] += Number(0x8001 + i, 2);
-        columns[2] += refer(definitions[i].first);
-        columns[3] += Number(definitions[i].second ^ 0x8000U, 2);
+        columns[1] += Number(0x8000 + i, 2);
+        columns[2] += refer(definitions[i - 1].first);
+        columns[3] += Number(definitions[i - 1].second ^ 0x8000U, 2);
     }
+    std::string values[5];
     for (const auto& [property, value] : package.rows) {
         values[0] += refer("");
         values[1] += refer(property);
-        values[2] += refer(value);
+        values[2] += Number(0x8007, 2);
+        values[3] += Number(1, 2);
+        values[4] += refer(value);
     }
     return WriteCompoundFile({{"_StringPool", lengths},
                               {"_StringData", data},
                               {"_Tables", tables},
                               {"_Columns", columns[0] + columns[1] + columns[2] + columns[3]},
-                              {table, values[0] + values[1] + values[2]}},
+                              {table, values[0] + values[1] + values[2] + values[3] + values[4]}},
                              package);
 }
 

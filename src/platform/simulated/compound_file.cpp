@@ -15,6 +15,7 @@ constexpr std::size_t kDifatInHeader = 76;
 constexpr std::size_t kDifatEntriesInHeader = 109;
 constexpr std::size_t kDirectoryEntrySize = 128;
 constexpr std::size_t kMiniSectorSize = 64;
+constexpr std::uint32_t kMiniStreamCutoff = 4096;
 
 constexpr std::uint32_t kHighestSector = 0xFFFFFFFA;
 constexpr std::uint32_t kEndOfChain = 0xFFFFFFFE;
@@ -54,7 +55,7 @@ std::optional<std::string> CompoundFile::ReadStream(const std::u16string& name) 
         return std::nullopt;
     const Stream& stream = found->second;
     std::optional<std::string> content =
-        stream.size < miniStreamCutoff_ ? ReadMiniChain(stream) : ReadChain(stream.start);
+        stream.size < kMiniStreamCutoff ? ReadMiniChain(stream) : ReadChain(stream.start);
     if (!content || content->size() < stream.size)
         return std::nullopt;
     content->resize(stream.size);
@@ -66,12 +67,13 @@ bool CompoundFile::ReadHeader() {
         return false;
     const std::uint16_t version = ReadU16(bytes_, 26);
     const std::uint16_t sectorShift = ReadU16(bytes_, 30);
-    const bool isKnown = (version == 3 && sectorShift == 9) || (version == 4 && sectorShift == 12);
-    if (!isKnown || ReadU16(bytes_, 28) != 0xFFFE || ReadU16(bytes_, 32) != 6)
+    const bool isKnownVersion =
+        (version == 3 && sectorShift == 9) || (version == 4 && sectorShift == 12);
+    if (!isKnownVersion || ReadU16(bytes_, 28) != 0xFFFE || ReadU16(bytes_, 32) != 6 ||
+        ReadU32(bytes_, 56) != kMiniStreamCutoff)
         return false;
     sectorSize_ = std::size_t{1} << sectorShift;
     firstDirectorySector_ = ReadU32(bytes_, 48);
-    miniStreamCutoff_ = ReadU32(bytes_, 56);
     firstMiniFatSector_ = ReadU32(bytes_, 60);
     return true;
 }
@@ -86,7 +88,7 @@ bool CompoundFile::ReadFat() {
     std::size_t steps = 0;
     for (std::uint32_t next = ReadU32(bytes_, 68); next <= kHighestSector; ++steps) {
         const std::optional<std::string_view> sector = Sector(next);
-        if (!sector || steps > sectorCount)
+        if (!sector || sector->size() < sectorSize_ || steps > sectorCount)
             return false;
         AppendNumbers(*sector, fatSectors);
         next = fatSectors.back();
@@ -97,13 +99,13 @@ bool CompoundFile::ReadFat() {
     // sectors.
     if (fatSectors.size() > sectorCount)
         return false;
-    for (const std::uint32_t number : fatSectors) {
+    return std::all_of(fatSectors.begin(), fatSectors.end(), [&](std::uint32_t number) {
         const std::optional<std::string_view> sector = Sector(number);
-        if (!sector)
+        if (!sector || sector->size() < sectorSize_)
             return false;
         AppendNumbers(*sector, fat_);
-    }
-    return true;
+        return true;
+    });
 }
 
 bool CompoundFile::ReadDirectory() {
@@ -139,7 +141,9 @@ bool CompoundFile::ReadStreamEntries(const std::string& directory, std::uint32_t
             continue;
         // Version 3 leaves the upper half of the size undefined.
         const std::uint64_t high = sectorSize_ == 512 ? 0 : ReadU32(entry, 124);
-        streams_[ReadEntryName(entry)] = {ReadU32(entry, 116), high << 32U | ReadU32(entry, 120)};
+        const Stream stream{ReadU32(entry, 116), high << 32U | ReadU32(entry, 120)};
+        if (!streams_.emplace(ReadEntryName(entry), stream).second)
+            return false;
     }
     return true;
 }
@@ -173,6 +177,9 @@ std::optional<std::string> CompoundFile::ReadChain(std::uint32_t start) const {
     while (number != kEndOfChain) {
         const std::optional<std::string_view> sector = Sector(number);
         if (!sector || number >= fat_.size() || content.size() > bytes_.size())
+            return std::nullopt;
+        // Behind a sector that is cut nothing would be in its place.
+        if (sector->size() < sectorSize_ && fat_[number] != kEndOfChain)
             return std::nullopt;
         content += *sector;
         number = fat_[number];

@@ -58,7 +58,6 @@ class CompoundFile {
     std::size_t sectorSize_ = 0;
     std::uint32_t firstDirectorySector_ = 0;
     std::uint32_t firstMiniFatSector_ = 0;
-    std::uint32_t miniStreamCutoff_ = 0;
     ClassId rootClass_{};
     std::vector<std::uint32_t> fat_;
     std::vector<std::uint32_t> miniFat_;

@@ -12,13 +12,12 @@ namespace platform::simulated {
 namespace {
 
 constexpr std::u16string_view kRoot = u"C:";
-constexpr std::size_t kMaxPath = 260;
 
 bool IsSeparator(char16_t character) {
     return character == u'\\' || character == u'/';
 }
 
-/// Adds one name to a resolved path, or takes one away for "..". The root cannot be left.
+/// Adds one name to a path, or takes one away for "..". The drive cannot be left.
 void Descend(std::u16string& path, std::u16string_view name) {
     if (name == u"..") {
         const std::size_t backslash = path.rfind(u'\\');
@@ -29,6 +28,21 @@ void Descend(std::u16string& path, std::u16string_view name) {
     const std::size_t last = name.find_last_not_of(u". ");
     if (last != std::u16string_view::npos)
         path.append(u"\\").append(name.substr(0, last + 1));
+}
+
+/// Goes down from `folder`, which begins with a drive, by all the names of a path.
+std::u16string DescendAll(std::u16string folder, std::u16string_view path) {
+    while (!path.empty()) {
+        const auto end = std::find_if(path.begin(), path.end(), IsSeparator);
+        const auto length = static_cast<std::size_t>(end - path.begin());
+        Descend(folder, path.substr(0, length));
+        path.remove_prefix(std::min(length + 1, path.size()));
+    }
+    return folder;
+}
+
+bool BeginsWithDrive(std::u16string_view path) {
+    return path.size() >= 3 && path[1] == u':' && IsSeparator(path[2]);
 }
 
 }  // namespace
@@ -97,20 +111,21 @@ std::optional<std::string> ReadContent(const FileNode& node) {
 }
 
 std::optional<std::u16string> ResolvePath(std::u16string_view path) {
-    const bool isOnDriveC =
-        path.size() >= 3 && ToUpper(path[0]) == kRoot[0] && path[1] == u':' && IsSeparator(path[2]);
-    if (!isOnDriveC || path.size() >= kMaxPath)
+    if (!BeginsWithDrive(path) || ToUpper(path[0]) != kRoot[0] || path.size() >= MAX_PATH)
         return std::nullopt;
-    std::u16string resolved(kRoot);
-    std::size_t start = kRoot.size() + 1;
-    while (start <= path.size()) {
-        std::size_t end = start;
-        while (end < path.size() && !IsSeparator(path[end]))
-            ++end;
-        Descend(resolved, path.substr(start, end - start));
-        start = end + 1;
-    }
-    return resolved;
+    return DescendAll(std::u16string(kRoot), path.substr(kRoot.size()));
+}
+
+std::u16string FullPath(std::u16string_view path, const std::u16string& currentDirectory) {
+    std::u16string full;
+    if (BeginsWithDrive(path))
+        full = DescendAll(std::u16string(path.substr(0, 2)), path.substr(2));
+    else if (!path.empty() && IsSeparator(path.front()))
+        full = DescendAll(currentDirectory.substr(0, 2), path);
+    else
+        full = DescendAll(currentDirectory, path);
+    const bool endsInSeparator = !path.empty() && IsSeparator(path.back());
+    return endsInSeparator || full.size() == 2 ? full + u"\\" : full;
 }
 
 }  // namespace platform::simulated

@@ -64,4 +64,9 @@ class Drive {
 /// or is too long for calls that do not opt in to long paths (260 characters or more).
 [[nodiscard]] std::optional<std::u16string> ResolvePath(std::u16string_view path);
 
+/// The full form of a path on any drive, as far as its text tells: relative to the current
+/// directory, without ".", "..", doubled separators, and blanks or dots at the end of a name.
+[[nodiscard]] std::u16string FullPath(std::u16string_view path,
+                                      const std::u16string& currentDirectory);
+
 }  // namespace platform::simulated

@@ -43,6 +43,15 @@ bool IsInUse(const Machine& machine, std::u16string_view path) {
                        [&](std::u16string_view used) { return machine.drive.Find(used) == node; });
 }
 
+/// Copies a text and its terminator if they fit, and gives its length; otherwise the size they
+/// need.
+DWORD GiveText(std::u16string_view text, char16_t* buffer, DWORD size) {
+    if (text.size() >= size)
+        return static_cast<DWORD>(text.size() + 1);
+    *std::copy(text.begin(), text.end(), buffer) = u'\0';
+    return static_cast<DWORD>(text.size());
+}
+
 }  // namespace
 
 DWORD GetLastError() {
@@ -59,6 +68,23 @@ DWORD GetFileAttributesW(const char16_t* path) {
         return INVALID_FILE_ATTRIBUTES;
     }
     return AttributesOf(*node);
+}
+
+DWORD GetFullPathNameW(const char16_t* path, DWORD size, char16_t* buffer,
+                       char16_t** /*filePart*/) {
+    Machine& machine = CurrentMachine();
+    if (machine.BeginCall("GetFullPathNameW", path, {size}))
+        return 0;
+    // The directory in which Windows starts a service.
+    const std::u16string full = simulated::FullPath(path, u"C:\\Windows\\System32");
+    return GiveText(full, buffer, size);
+}
+
+UINT GetWindowsDirectoryW(char16_t* buffer, UINT size) {
+    Machine& machine = CurrentMachine();
+    if (machine.BeginCall("GetWindowsDirectoryW", {}, {size}) || machine.windowsDirectory.empty())
+        return 0;
+    return GiveText(machine.windowsDirectory, buffer, size);
 }
 
 BOOL DeleteFileW(const char16_t* path) {
@@ -84,7 +110,7 @@ BOOL MoveFileExW(const char16_t* path, const char16_t* newPath, DWORD flags) {
         return Fail(machine, ERROR_INVALID_PARAMETER);
     if (machine.drive.Find(path) == nullptr)
         return Fail(machine, MissingError(machine, path));
-    simulated::RegisterDeletion(machine.registry, path);
+    simulated::RegisterDeletion(machine.registry, path, machine.soundRenames);
     return 1;
 }
 

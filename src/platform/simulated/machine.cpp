@@ -13,10 +13,15 @@ Machine* currentMachine = nullptr;
 constexpr DWORD kSpoiledError = 0xBADC0DE;
 
 constexpr KnownExport kKnownExports[] = {
-    {u"MSI.DLL", "MsiEnumPatchesExW"},   {u"MSI.DLL", "MsiGetPatchInfoExW"},
-    {u"MSI.DLL", "MsiOpenDatabaseW"},    {u"MSI.DLL", "MsiDatabaseOpenViewW"},
-    {u"MSI.DLL", "MsiViewExecute"},      {u"MSI.DLL", "MsiViewFetch"},
-    {u"MSI.DLL", "MsiRecordGetStringW"}, {u"MSI.DLL", "MsiCloseHandle"},
+    {u"MSI.DLL", "MsiEnumPatchesExW"},
+    {u"MSI.DLL", "MsiGetPatchInfoExW"},
+    {u"MSI.DLL", "MsiOpenDatabaseW"},
+    {u"MSI.DLL", "MsiDatabaseOpenViewW"},
+    {u"MSI.DLL", "MsiViewExecute"},
+    {u"MSI.DLL", "MsiViewFetch"},
+    {u"MSI.DLL", "MsiRecordGetStringW"},
+    {u"MSI.DLL", "MsiCloseHandle"},
+    {u"KERNEL32.DLL", "QueryFullProcessImageNameW"},
 };
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "platform/simulated/registry_store.h"
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <map>
@@ -22,8 +23,10 @@
 /// call.
 namespace platform::simulated {
 
-/// The process whose calls these are.
+/// The process whose calls these are. It is not among the machine's list of processes, and its id
+/// is odd, which none that Windows gives is.
 struct Process {
+    DWORD id = 1001;
     std::u16string account = u"S-1-5-18";  ///< its SID, LocalSystem's unless something else is said
     DWORD session = 0;
     std::u16string module = u"C:\\Windows\\Temp\\Saltrove.exe";
@@ -138,7 +141,25 @@ struct OpenRecord {
     std::size_t row = 0;
 };
 
-/// What the running process holds open, by handle.
+/// A process, a thread of one, a token or a snapshot of the processes that is open.
+struct OpenHandle {
+    enum class Kind { Process, Thread, Token, Snapshot };
+    Kind kind = Kind::Process;
+    DWORD access = 0;
+    DWORD processId = 0;     ///< of a process or thread
+    DWORD session = 0;       ///< of a token
+    std::u16string account;  ///< of a token
+    std::size_t next = 0;    ///< place in a snapshot
+};
+
+/// A piece of memory that a call gave and another takes back.
+struct OpenBlock {
+    enum class Kind { Heap, Sid, SessionList };
+    Kind kind = Kind::Heap;
+    std::shared_ptr<std::byte[]> bytes;
+};
+
+/// What the running process holds open, by handle or address.
 struct OpenObjects {
     std::map<std::uintptr_t, OpenKey> keys;
     std::map<std::uintptr_t, OpenStream> streams;
@@ -148,10 +169,12 @@ struct OpenObjects {
     std::map<std::uintptr_t, OpenDatabase> databases;
     std::map<std::uintptr_t, OpenView> views;
     std::map<std::uintptr_t, OpenRecord> records;
+    std::map<std::uintptr_t, OpenHandle> handles;
+    std::map<std::uintptr_t, OpenBlock> blocks;
 
     [[nodiscard]] std::size_t Count() const {
         return keys.size() + streams.size() + modules.size() + locales.size() + searches.size() +
-               databases.size() + views.size() + records.size();
+               databases.size() + views.size() + records.size() + handles.size() + blocks.size();
     }
 };
 
@@ -168,6 +191,7 @@ struct Machine {
     FaultTable faults;
 
     OpenObjects open;
+    std::map<std::uintptr_t, std::u16string> residentModules;  ///< by handles that nobody closes
     std::uintptr_t lastHandle = 0x1000;
     std::size_t badHandles = 0;  ///< calls that were given a handle that is not open
     DWORD lastError = 0;
@@ -176,7 +200,8 @@ struct Machine {
     bool recordsCalls = false;
     std::vector<CallRecord> calls;  ///< in order, if `recordsCalls`
 
-    InstallerTree installer;  ///< worked out from the registry, at need
+    std::uint64_t soundRenames = 0;  ///< see RegisterDeletion
+    InstallerTree installer;         ///< worked out from the registry, at need
 
     /// Every simulated call begins with this, but for GetLastError, _towlower_l and calls with a
     /// handle that is not open: it counts, records, and gives the code of the fault that the call

@@ -3,6 +3,8 @@
 #include "platform/simulated/handles.h"
 #include "platform/simulated/machine.h"
 
+#include <algorithm>
+
 namespace platform {
 
 namespace {
@@ -32,12 +34,14 @@ HMODULE LoadLibraryW(const char16_t* fileName) {
 
 FARPROC GetProcAddress(HMODULE module, const char* functionName) {
     Machine& machine = CurrentMachine();
-    const auto found = machine.open.modules.find(simulated::ToNumber(module));
-    if (found == machine.open.modules.end()) {
+    const auto loaded = machine.open.modules.find(simulated::ToNumber(module));
+    const auto resident = machine.residentModules.find(simulated::ToNumber(module));
+    if (loaded == machine.open.modules.end() && resident == machine.residentModules.end()) {
         ++machine.badHandles;
         return nullptr;
     }
-    const std::u16string& name = found->second;
+    const std::u16string& name =
+        loaded != machine.open.modules.end() ? loaded->second : resident->second;
     const std::string_view function(functionName);
     if (machine.BeginCall("GetProcAddress",
                           name + u"!" + std::u16string(function.begin(), function.end())))
@@ -47,6 +51,32 @@ FARPROC GetProcAddress(HMODULE module, const char* functionName) {
         return nullptr;
     }
     return &PresentFunction;
+}
+
+HMODULE GetModuleHandleW(const char16_t* moduleName) {
+    Machine& machine = CurrentMachine();
+    if (machine.BeginCall("GetModuleHandleW", moduleName))
+        return nullptr;
+    if (!simulated::IsKnownExport(moduleName, "") || machine.IsMissing(moduleName, "")) {
+        machine.lastError = ERROR_MOD_NOT_FOUND;
+        return nullptr;
+    }
+    const std::uintptr_t handle = machine.MakeHandle();
+    machine.residentModules[handle] = moduleName;
+    return simulated::ToHandle<HMODULE>(handle);
+}
+
+DWORD GetModuleFileNameW(HMODULE module, char16_t* path, DWORD size) {
+    Machine& machine = CurrentMachine();
+    if (machine.BeginCall("GetModuleFileNameW", {}, {size}) || module != nullptr || size == 0)
+        return 0;
+    const std::u16string& own = machine.process.module;
+    const std::size_t length = std::min<std::size_t>(own.size(), size - 1);
+    *std::copy_n(own.begin(), length, path) = u'\0';
+    if (length == own.size())
+        return static_cast<DWORD>(length);
+    machine.lastError = ERROR_INSUFFICIENT_BUFFER;
+    return size;
 }
 
 BOOL FreeLibrary(HMODULE module) {

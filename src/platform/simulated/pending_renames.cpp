@@ -49,13 +49,19 @@ std::vector<PendingRename> ReadPendingRenames(const Registry& registry) {
     return renames;
 }
 
-void RegisterDeletion(Registry& registry, std::u16string_view path) {
-    std::u16string list;
-    for (const PendingRename& pair : ReadPairs(registry))
-        list.append(pair.path).append(1, u'\0').append(pair.newPath).append(1, u'\0');
-    list.append(kPrefix).append(path).append(2, u'\0');
-    // The terminator that DataOfText adds ends the list.
-    registry.SetValue(kKeyPath, kValueName, REG_MULTI_SZ, DataOfText(list));
+void RegisterDeletion(Registry& registry, std::u16string_view path,
+                      std::uint64_t& soundGeneration) {
+    if (registry.Generation() != soundGeneration) {
+        std::u16string list;
+        for (const PendingRename& pair : ReadPairs(registry))
+            list.append(pair.path).append(1, u'\0').append(pair.newPath).append(1, u'\0');
+        // The terminator that DataOfText adds ends the list.
+        registry.SetValue(kKeyPath, kValueName, REG_MULTI_SZ, DataOfText(list));
+    }
+    std::u16string pair(kPrefix);
+    pair.append(path).append(2, u'\0');
+    registry.ReplaceEnd(kKeyPath, kValueName, sizeof(char16_t), DataOfText(pair));
+    soundGeneration = registry.Generation();
 }
 
 bool IsPendingRenamesValue(std::u16string_view keyPath, std::u16string_view name) {

@@ -20,7 +20,10 @@ struct PendingRename {
 [[nodiscard]] std::vector<PendingRename> ReadPendingRenames(const Registry& registry);
 
 /// Registers the deletion of `path`, as it is given, behind those that are there.
-void RegisterDeletion(Registry& registry, std::u16string_view path);
+/// `soundGeneration`, 0 at first, is this call's own note of when it last left the list in its
+/// proper form: until the registry changes otherwise, a further deletion costs no look at the
+/// others.
+void RegisterDeletion(Registry& registry, std::u16string_view path, std::uint64_t& soundGeneration);
 
 /// Whether this is the value that holds the list.
 [[nodiscard]] bool IsPendingRenamesValue(std::u16string_view keyPath, std::u16string_view name);

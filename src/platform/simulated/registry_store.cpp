@@ -89,6 +89,14 @@ void Registry::SetDword(std::u16string_view path, std::u16string_view name, DWOR
     SetValue(path, name, REG_DWORD, std::move(data));
 }
 
+void Registry::ReplaceEnd(std::u16string_view path, std::u16string_view name, std::size_t dropped,
+                          const ValueData& more) {
+    ValueData& data = keys_.Find(path)->content.at(FoldCase(name)).data;
+    data.resize(data.size() - std::min(dropped, data.size()));
+    data.insert(data.end(), more.begin(), more.end());
+    generation_ = NextGeneration();
+}
+
 void Registry::RemoveValue(std::u16string_view path, std::u16string_view name) {
     if (Keys::Entry* key = keys_.Find(path))
         key->content.erase(FoldCase(name));

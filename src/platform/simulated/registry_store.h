@@ -42,6 +42,9 @@ class Registry {
     void SetValue(std::u16string_view path, std::u16string_view name, DWORD type, ValueData data);
     void SetText(std::u16string_view path, std::u16string_view name, std::u16string_view text);
     void SetDword(std::u16string_view path, std::u16string_view name, DWORD number);
+    /// Takes `dropped` bytes from the end of a value that is there, and puts others in their place.
+    void ReplaceEnd(std::u16string_view path, std::u16string_view name, std::size_t dropped,
+                    const ValueData& more);
     void RemoveValue(std::u16string_view path, std::u16string_view name);
 
     /// All keys, with their values.

@@ -11,7 +11,6 @@ namespace platform {
 namespace {
 
 using simulated::CurrentMachine;
-using simulated::FileNode;
 using simulated::FoldCase;
 using simulated::Machine;
 using simulated::OpenSearch;

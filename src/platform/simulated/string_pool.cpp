@@ -3,6 +3,8 @@
 #include "platform/simulated/code_page.h"
 #include "platform/simulated/little_endian.h"
 
+#include <utility>
+
 namespace platform::simulated {
 
 namespace {
@@ -37,7 +39,8 @@ std::optional<StringPool> StringPool::Read(std::string_view lengths, std::string
         pool.ends_.push_back(pool.texts_.size());
         data.remove_prefix(length);
     }
-    return pool;
+    // A length that is wrong shifts every text behind it, and leaves something over or lacking.
+    return data.empty() ? std::optional(std::move(pool)) : std::nullopt;
 }
 
 std::optional<std::u16string_view> StringPool::Text(std::uint32_t reference) const {

@@ -13,8 +13,8 @@ namespace platform::simulated {
 class StringPool {
   public:
     /// Reads the pool out of its two streams, the lengths of the texts and the texts themselves.
-    /// Nothing if they do not fit together or the code page is not known. Takes memory of about
-    /// twice the size of `data`, however the lengths are.
+    /// Nothing if they do not fit together to the last byte or the code page is not known. Takes
+    /// memory of a small multiple of both, however the lengths are.
     [[nodiscard]] static std::optional<StringPool> Read(std::string_view lengths,
                                                         std::string_view data);
 
