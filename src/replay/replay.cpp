@@ -1,5 +1,6 @@
 #include "replay/replay.h"
 
+#include "platform/simulated/command_line.h"
 #include "platform/simulated/machine.h"
 #include "platform/simulated/unicode.h"
 #include "replay/image.h"
@@ -27,6 +28,8 @@ using platform::simulated::Drive;
 using platform::simulated::Machine;
 using platform::simulated::MachineScope;
 using platform::simulated::Registry;
+using platform::simulated::SplitCommandLine;
+using platform::simulated::StartedProcess;
 
 constexpr const char* kUsage = "usage: saltrove-replay IMAGE [--out DIR] [-- ARGUMENT...]\n";
 
@@ -148,25 +151,47 @@ std::string ReadLog(const Drive& drive) {
     return platform::simulated::ReadContent(*node).value_or("");
 }
 
-RunReport RunOnMachine(Machine& machine, std::vector<std::u16string> arguments) {
+/// Runs the program as one process of the machine.
+ProcessReport RunProcess(Machine& machine, const std::vector<std::u16string>& arguments) {
     const Registry registryBefore = machine.registry;
     const Drive driveBefore = machine.drive;
     const std::size_t oldLogSize = ReadLog(driveBefore).size();
-    arguments.insert(arguments.begin(), machine.process.module);
+    const unsigned oldOpenings = machine.CallCount("_wfsopen");
+    const std::size_t oldProcesses = machine.startedProcesses.size();
 
-    RunReport report;
+    ProcessReport report;
     {
         const MachineScope scope(machine);
         report.exitCode = saltrove::RunProgram(arguments);
     }
+    machine.open = {};  // what a process leaves open ends with it
     const std::string log = ReadLog(machine.drive);
     report.logBytes = log.substr(std::min(oldLogSize, log.size()));
     if (!report.logBytes.empty())
         report.logFate = LogFate::Written;
-    else if (machine.CallCount("_wfsopen") > 0)
+    else if (machine.CallCount("_wfsopen") > oldOpenings)
         report.logFate = LogFate::NotWritten;
     report.changes = CompareMachines(registryBefore, driveBefore, machine);
-    report.startedProcesses = machine.startedProcesses;
+    report.startedProcesses.assign(machine.startedProcesses.begin() +
+                                       static_cast<std::ptrdiff_t>(oldProcesses),
+                                   machine.startedProcesses.end());
+    return report;
+}
+
+/// Runs the program, and then every process that was started, each when the one that started it has
+/// ended.
+RunReport RunOnMachine(Machine& machine, std::vector<std::u16string> arguments) {
+    arguments.insert(arguments.begin(), machine.process.module);
+    RunReport report;
+    report.run = RunProcess(machine, arguments);
+    for (std::size_t i = 0; i < machine.startedProcesses.size(); ++i) {
+        const StartedProcess started = machine.startedProcesses[i];
+        machine.process.id = started.id;
+        machine.process.account = started.account;
+        machine.process.session = started.session;
+        report.started.push_back(
+            {started, RunProcess(machine, SplitCommandLine(started.commandLine))});
+    }
     return report;
 }
 
@@ -179,7 +204,7 @@ int ReplayImage(const Options& options, std::ostream& out, bool isColoured) {
     out << FormatReport(report, isColoured);
     if (options.out)
         WriteImage(image.machine, options.image, *options.out);
-    return report.exitCode;
+    return report.run.exitCode;
 }
 
 }  // namespace

@@ -54,7 +54,7 @@ void ReportLogLines(std::string_view bytes, ReportWriter& writer) {
     }
 }
 
-void ReportLog(const RunReport& report, ReportWriter& writer) {
+void ReportLog(const ProcessReport& report, ReportWriter& writer) {
     const std::string path = EncodeUtf8(saltrove::kRunLogPath);
     switch (report.logFate) {
     case LogFate::Off:
@@ -118,21 +118,22 @@ void ReportRestartDeletions(const std::vector<std::u16string>& paths, ReportWrit
         writer.Line(1, "none");
 }
 
+std::string DescribeProcess(const StartedProcess& process) {
+    return std::to_string(process.id) + ", account " + EncodeUtf8(process.account) + ", session " +
+           std::to_string(process.session);
+}
+
 void ReportStartedProcesses(const std::vector<StartedProcess>& processes, ReportWriter& writer) {
     writer.Heading("Processes started");
     for (const StartedProcess& process : processes) {
-        writer.Line(1, std::to_string(process.id) + ", account " + EncodeUtf8(process.account) +
-                           ", session " + std::to_string(process.session) + ": " +
-                           EncodeUtf8(process.commandLine));
+        writer.Line(1, DescribeProcess(process));
+        writer.Line(2, EncodeUtf8(process.commandLine));
     }
     if (processes.empty())
         writer.Line(1, "none");
 }
 
-}  // namespace
-
-std::string FormatReport(const RunReport& report, bool isColoured) {
-    ReportWriter writer(isColoured);
+void ReportProcess(const ProcessReport& report, ReportWriter& writer) {
     ReportLog(report, writer);
     ReportRegistry(report.changes, writer);
     ReportRemovedFiles(report.changes.removedFiles, writer);
@@ -140,6 +141,17 @@ std::string FormatReport(const RunReport& report, bool isColoured) {
     ReportStartedProcesses(report.startedProcesses, writer);
     writer.Heading("Process exit code");
     writer.Line(1, std::to_string(report.exitCode));
+}
+
+}  // namespace
+
+std::string FormatReport(const RunReport& report, bool isColoured) {
+    ReportWriter writer(isColoured);
+    ReportProcess(report.run, writer);
+    for (const StartedProcessReport& started : report.started) {
+        writer.Heading("What the started process did: " + DescribeProcess(started.process));
+        ReportProcess(started.report, writer);
+    }
     return writer.Text();
 }
 

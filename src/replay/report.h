@@ -16,12 +16,24 @@ enum class LogFate {
     Written,
 };
 
-struct RunReport {
+/// What one process of the run did: the tool itself, or one that it started.
+struct ProcessReport {
     LogFate logFate = LogFate::Off;
-    std::string logBytes;  ///< what the run added to the log file, as it stands there
+    std::string logBytes;  ///< what it added to the log file, as it stands there
     Changes changes;
     std::vector<platform::simulated::StartedProcess> startedProcesses;
     int exitCode = 0;
+};
+
+/// A process that was started, and what it did.
+struct StartedProcessReport {
+    platform::simulated::StartedProcess process;
+    ProcessReport report;
+};
+
+struct RunReport {
+    ProcessReport run;
+    std::vector<StartedProcessReport> started;  ///< in the order in which they ran
 };
 
 /// The report, with its headings in bold for a terminal if `isColoured`. Control characters out of

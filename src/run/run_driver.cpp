@@ -9,6 +9,7 @@
 #include "records/cleanup_store.h"
 #include "records/current_patch.h"
 #include "run/run_log.h"
+#include "usercontext/user_launch.h"
 
 #include <optional>
 
@@ -77,6 +78,23 @@ std::optional<ExitState> CheckEligibility(const std::u16string& productCode) {
     return std::nullopt;
 }
 
+/// Starts the program once more under the signed-in user's token, which is all that sets the user's
+/// marker. Only LocalSystem can do that.
+void RelaunchInUserContext(const RunOptions& options) {
+    if (!IsRunningInSystemContext())
+        return;
+    WriteRunLog(u"Exe is running in system context");
+    if (options.simulate) {
+        WriteRunLog(u"[SIMULATION] Skipping user context relaunch (no marker will be logged)");
+        return;
+    }
+    const std::u16string modulePath = GetModulePath();
+    if (modulePath.empty())
+        return;
+    if (LaunchProcessInUserContext(BuildRelaunchCommandLine(modulePath, options.productCode)))
+        WriteRunLog(u"Spawned Saltrove in user context to log patch marker.");
+}
+
 /// A normal or simulated run, from its first line to its last; returns the state in which it ended.
 ExitState RunPhases(const RunOptions& options) {
     const nanoseconds runStart = platform::ReadSteadyClock();
@@ -109,6 +127,7 @@ ExitState RunPhases(const RunOptions& options) {
         WriteRunLog(u"Updating AffectedMachine registry (patches were cleaned)");
         LogAffectedMachine(options.productCode, patchesCleaned);
     }
+    RelaunchInUserContext(options);
 
     const nanoseconds runEnd = platform::ReadSteadyClock();
     WriteRunLog(u"");
@@ -130,7 +149,7 @@ int RunProgram(std::span<const std::u16string> arguments) {
         LogExitState(options.productCode, ExitState::MsiUnavailable);
         return kExitCodeSuccess;
     }
-    if (arguments[2] == u"usercontext") {
+    if (arguments[2] == kUserContextArgument) {
         LogPatchMarker(options.productCode);
         return kExitCodeSuccess;
     }

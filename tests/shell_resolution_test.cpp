@@ -1,0 +1,122 @@
+#include "usercontext/shell_resolution.h"
+
+#include "platform/simulated/command_line.h"
+#include "support/machines.h"
+
+#include <gtest/gtest.h>
+
+namespace saltrove {
+namespace {
+
+using namespace test;
+using platform::simulated::MachineScope;
+
+const std::u16string kWinlogon = u"\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Winlogon";
+const std::u16string kExplorer = u"C:\\Windows\\explorer.exe";
+
+TEST(ShellResolution, TakesTheShellOfTheAccountThenOfTheMachineThenTheUsual) {
+    const std::u16string longest = u"C:\\" + std::u16string(256, u'x');
+    const struct {
+        const char* name;
+        std::u16string ofUser;
+        std::u16string ofMachine;
+        std::u16string windows;
+        std::optional<std::u16string> path;
+    } cases[] = {
+        {"Neither", u"", u"", u"C:\\Windows", kExplorer},
+        {"Machine", u"", u"shell.exe", u"D:\\Win", u"D:\\Win\\shell.exe"},
+        {"UserFirst", u"D:\\my shell.exe", u"shell.exe", u"C:\\Windows", u"D:\\my shell.exe"},
+        {"Slashes", u"D:/a.exe", u"", u"C:\\Windows", u"D:/a.exe"},
+        {"Arguments", u"explorer.exe /x", u"", u"C:\\Windows", kExplorer + u" /x"},
+        {"ParentFolder", u"C:\\Windows\\..\\a.exe", u"", u"C:\\W",
+         u"C:\\W\\C:\\Windows\\..\\a.exe"},
+        {"NoWindowsFolder", u"shell.exe", u"", u"", kExplorer},
+        {"Longest", longest, u"", u"C:\\Windows", longest},
+        {"TooLong", longest + u"x", u"a.exe", u"C:\\Windows", u"C:\\Windows\\a.exe"},
+        {"FitsBehindTheFolder", std::u16string(248, u'x'), u"", u"C:\\Windows",
+         u"C:\\Windows\\" + std::u16string(248, u'x')},
+        {"DoesNotFitBehindTheFolder", std::u16string(249, u'x'), u"", u"C:\\Windows", std::nullopt},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        Machine machine = MakeMachine();
+        machine.windowsDirectory = row.windows;
+        machine.registry.SetText(u"HKEY_USERS\\S-1-5-18" + kWinlogon, u"Shell", row.ofUser);
+        machine.registry.SetText(u"HKEY_LOCAL_MACHINE" + kWinlogon, u"Shell", row.ofMachine);
+        const MachineScope scope(machine);
+        EXPECT_EQ(GetShellPath(), row.path);
+        EXPECT_EQ(machine.CallCount("RegOpenKeyExW"),
+                  row.ofUser.empty() || row.ofUser.size() >= 260 ? 2U : 1U);
+        ExpectNothingOpen(machine);
+    }
+}
+
+TEST(ShellResolution, ReadsBelowTheHiveThatThePathNames) {
+    Machine machine = MakeMachine();
+    machine.registry.SetText(u"HKEY_USERS\\K", u"Shell", u"users");
+    machine.registry.SetText(u"HKEY_LOCAL_MACHINE\\K", u"Shell", u"machine");
+    machine.registry.SetText(u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\K", u"Shell", u"classes");
+    machine.registry.SetValue(u"HKEY_LOCAL_MACHINE\\Long", u"Shell", platform::REG_BINARY,
+                              platform::simulated::ValueData(522, 'y'));
+    const MachineScope scope(machine);
+    const auto read = [](const char16_t* path) {
+        std::u16string shell = u"(as before)";
+        RegUtil().ReadShellValue(path, shell);
+        return shell;
+    };
+    EXPECT_EQ(read(u"HKEY_USERS\\K"), u"users");
+    EXPECT_EQ(read(u"HKEY_CLASSES_ROOT\\K"), u"classes");
+    EXPECT_EQ(read(u"hkey_users\\K"), u"machine") << "in another letter case it is no hive";
+    EXPECT_EQ(read(u"HKEY_USERS\\None"), u"(as before)");
+    EXPECT_EQ(read(u"HKEY_LOCAL_MACHINE\\Long"), u"(as before)");
+    EXPECT_EQ(read(u"HKEY_USERS"), u"(as before)");
+    ExpectNothingOpen(machine);
+}
+
+TEST(ShellResolution, TheShellIsTheOneInTheFirstActiveSession) {
+    using platform::simulated::OtherProcess;
+    using platform::simulated::Session;
+    const struct {
+        const char* name;
+        std::vector<Session> sessions;
+        std::vector<OtherProcess> processes;
+        const char* failingCall;
+        DWORD id;
+    } cases[] = {
+        {"One", {{1, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "none", 4},
+        {"Nobody", {{1, false}}, {{4, 1, u"S-1-5-9", kExplorer}}, "none", 0},
+        {"NotFirst", {{2, true}, {1, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "none", 0},
+        {"SecondMatches",
+         {{1, false}, {2, true}},
+         {{4, 1, u"S-1-5-9", kExplorer}, {8, 2, u"S-1-5-9", u"c:\\WINDOWS\\explorer.EXE"}},
+         "none",
+         8},
+        {"OtherFolder", {{1, true}}, {{4, 1, u"S-1-5-9", u"C:\\explorer.exe"}}, "none", 0},
+        {"NoProcess", {{1, true}}, {}, "none", 0},
+        {"SessionUnread", {{0, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "ProcessIdToSessionId", 4},
+        {"NoSessions", {{1, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "WTSEnumerateSessionsW", 0},
+        {"NotOpened", {{1, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "OpenProcess", 0},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        Machine machine = MakeMachine();
+        machine.sessions = row.sessions;
+        machine.processes = row.processes;
+        AddFault(machine, row.failingCall, u"", 5);
+        const MachineScope scope(machine);
+        EXPECT_EQ(FindShellProcessId(kExplorer), row.id);
+        ExpectNothingOpen(machine);
+    }
+}
+
+TEST(ShellResolution, ACommandLineIsSplitAsACProgramGetsIt) {
+    using platform::simulated::SplitCommandLine;
+    using Arguments = std::vector<std::u16string>;
+    EXPECT_EQ(SplitCommandLine(u"\"C:\\a b\\\" {c} usercontext"),
+              (Arguments{u"C:\\a b\\", u"{c}", u"usercontext"}));
+    EXPECT_EQ(SplitCommandLine(u"a b\\\\\\\"c \t\"d \\\\\" \"\"  \"e\"\"f\" g\\\\h"),
+              (Arguments{u"a", u"b\\\"c", u"d \\", u"", u"e\"f", u"g\\\\h"}));
+}
+
+}  // namespace
+}  // namespace saltrove

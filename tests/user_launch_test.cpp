@@ -1,0 +1,143 @@
+#include "usercontext/user_launch.h"
+
+#include "support/machines.h"
+
+#include <gtest/gtest.h>
+
+namespace saltrove {
+namespace {
+
+using namespace test;
+
+const std::u16string kUser = u"S-1-5-21-1-2-3-1001";
+const std::u16string kCommand = u"C:\\Windows\\Temp\\Saltrove.exe {code} usercontext";
+
+/// A machine on which LocalSystem runs, with one user signed in.
+Machine MakeUserMachine() {
+    Machine machine = MakeIncrementalMachine();
+    machine.sessions = {{1, true}};
+    machine.processes = {{500, 1, kUser, u"C:\\Windows\\explorer.exe"}};
+    return machine;
+}
+
+bool Launch(Machine& machine, const std::u16string& commandLine = kCommand) {
+    bool isLaunched = false;
+    RunWithLog(machine, [&] { isLaunched = LaunchProcessInUserContext(commandLine); });
+    return isLaunched;
+}
+
+const std::string kInside = "Inside LaunchProcessInUserContext\n";
+const std::string kToken = "Inside OpenProcessToken\n";
+
+TEST(UserLaunch, StartsTheProcessUnderTheUsersToken) {
+    using Numbers = std::vector<std::uint64_t>;
+    for (const DWORD session : {0U, 7U}) {
+        Machine machine = MakeUserMachine();
+        machine.process.session = session;
+        EXPECT_TRUE(Launch(machine));
+        ASSERT_EQ(machine.startedProcesses.size(), 1U);
+        EXPECT_EQ(machine.startedProcesses[0].account, kUser);
+        EXPECT_EQ(machine.startedProcesses[0].session, 1U);
+        EXPECT_EQ(machine.startedProcesses[0].commandLine, kCommand);
+        const std::string command = "CommandLine to run in user context: "
+                                    "C:\\Windows\\Temp\\Saltrove.exe {code} usercontext\n";
+        EXPECT_EQ(LogText(machine), kInside + kToken + (session == 0 ? "" : command));
+        EXPECT_EQ(NumbersOf(machine, "CreateProcessAsUserW"),
+                  session == 0 ? (Numbers{0, 0x8000000}) : Numbers());
+        EXPECT_EQ(NumbersOf(machine, "CreateProcessWithTokenW"),
+                  session == 0 ? Numbers() : (Numbers{0, 0x8000000}));
+        EXPECT_EQ(NumbersOf(machine, "OpenProcess"), (Numbers{0x400, 0, 500}));
+        EXPECT_EQ(NumbersOf(machine, "OpenProcessToken"), Numbers{0xB});
+        EXPECT_EQ(NumbersOf(machine, "DuplicateTokenEx"), (Numbers{0x18B, 2, 1}));
+        EXPECT_EQ(NumbersOf(machine, "CreateToolhelp32Snapshot"), (Numbers{2, 0}));
+        EXPECT_EQ(NumbersOf(machine, "QueryFullProcessImageNameW"), (Numbers{0, 260}));
+    }
+}
+
+TEST(UserLaunch, WhateverFailsNothingIsStartedAndTheRunSucceeds) {
+    const struct {
+        const char* call;
+        std::u16string subject;
+        unsigned first;
+        std::string lines;
+    } cases[] = {
+        {"GetModuleHandleW", u"", 1, kInside},
+        {"GetProcAddress", u"Kernel32.dll!QueryFullProcessImageNameW", 1, kInside},
+        {"CreateToolhelp32Snapshot", u"", 1, kInside},
+        {"Process32FirstW", u"", 1, kInside},
+        {"OpenProcess", u"", 1, kInside},
+        {"QueryFullProcessImageNameW", u"", 1, kInside},
+        {"WTSEnumerateSessionsW", u"", 1, kInside},
+        {"OpenProcess", u"", 2, kInside},
+        {"OpenProcessToken", kUser, 1, kInside},
+        {"DuplicateTokenEx", u"", 1, kInside + kToken},
+        {"CreateProcessAsUserW", u"", 1, kInside + kToken},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.call);
+        Machine machine = MakeUserMachine();
+        AddFault(machine, row.call, row.subject, 5, row.first);
+        EXPECT_FALSE(Launch(machine));
+        EXPECT_EQ(LogText(machine), row.lines);
+
+        Machine whole = MakeUserMachine();
+        AddFault(whole, row.call, row.subject, 5, row.first);
+        EXPECT_EQ(RunTool(whole, {kProduct, u"24.3.20790"}), 0);
+        EXPECT_NE(LogText(whole).find("Exe is running in system context\n" + row.lines +
+                                      "\n========== Cleanup Completed"),
+                  std::string::npos);
+        EXPECT_NE(StoreText(whole).find("ExitState=dword:00000000"), std::string::npos);
+        EXPECT_TRUE(whole.startedProcesses.empty());
+    }
+}
+
+TEST(UserLaunch, ALineThatDoesNotFitIsGivenUpBeforeTheShellIsOpened) {
+    Machine machine = MakeUserMachine();
+    const std::u16string start = u"C:\\Windows\\Temp\\Saltrove.exe ";
+    EXPECT_TRUE(Launch(machine, start + std::u16string(259 - start.size(), u'x')));
+    const unsigned opened = machine.CallCount("OpenProcess");
+    EXPECT_FALSE(Launch(machine, start + std::u16string(260 - start.size(), u'x')));
+    EXPECT_EQ(machine.CallCount("OpenProcess"), opened + 1) << "by the search alone";
+    EXPECT_EQ(machine.CallCount("OpenProcessToken"), 1U);
+}
+
+TEST(UserLaunch, TheModulePathIsWholeOrNone) {
+    Machine machine = MakeUserMachine();
+    const platform::simulated::MachineScope scope(machine);
+    machine.process.module = std::u16string(259, u'm');
+    EXPECT_EQ(GetModulePath(), machine.process.module);
+    machine.process.module += u'm';
+    EXPECT_EQ(GetModulePath(), u"");
+    EXPECT_EQ(BuildRelaunchCommandLine(u"C:\\a.exe", u"{c}"), u"C:\\a.exe {c} usercontext");
+    EXPECT_EQ(BuildRelaunchCommandLine(u"C:\\a b.exe", u"{c}"), u"\"C:\\a b.exe\" {c} usercontext");
+}
+
+TEST(UserLaunch, OnlyLocalSystemIsTheSystemContext) {
+    const struct {
+        const char16_t* account;
+        const char* failingCall;
+        unsigned first;
+        bool isSystem;
+    } cases[] = {
+        {u"S-1-5-18", "none", 1, true},
+        {u"S-1-5-19", "none", 1, false},
+        {u"S-1-5-18-1", "none", 1, false},
+        {u"S-1-6-18", "none", 1, false},
+        {u"S-1-5-18", "OpenProcessToken", 1, false},
+        {u"S-1-5-18", "HeapAlloc", 1, false},
+        {u"S-1-5-18", "GetTokenInformation", 2, false},
+        {u"S-1-5-18", "AllocateAndInitializeSid", 1, false},
+        {u"S-1-5-18", "EqualSid", 1, false},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.failingCall);
+        Machine machine = MakeMachine();
+        machine.process.account = row.account;
+        AddFault(machine, row.failingCall, u"", 8, row.first);
+        RunWithLog(machine, [&] { EXPECT_EQ(IsRunningInSystemContext(), row.isSystem); });
+        EXPECT_EQ(LogBytes(machine), "(no log)");
+    }
+}
+
+}  // namespace
+}  // namespace saltrove
