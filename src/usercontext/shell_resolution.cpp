@@ -105,6 +105,7 @@ bool IsShellOfActiveSession(DWORD processId, const std::u16string& shellPath) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): its callers hold an instance
 void RegUtil::ReadShellValue(const std::u16string& fullKeyPath, std::u16string& shellValue) const {
     platform::RegistryKey key;
     if (platform::OpenKeyForReading(FindHive(FirstPart(fullKeyPath)),
