@@ -58,6 +58,17 @@ LSTATUS JoinKeyPath(const OpenKey& parent, std::u16string_view subKey, std::u16s
     return Status(ERROR_SUCCESS);
 }
 
+/// Begins a call that opens or creates a key, whose full path it works out; 0 if it may go on.
+LSTATUS BeginKeyCall(Machine& machine, const char* call, HKEY key, const char16_t* subKey,
+                     std::initializer_list<std::uint64_t> numbers, std::u16string& path) {
+    const std::optional<OpenKey> parent = LookUpKey(machine, key);
+    if (!parent)
+        return Status(ERROR_INVALID_HANDLE);
+    const LSTATUS joined = JoinKeyPath(*parent, subKey == nullptr ? u"" : subKey, path);
+    const std::optional<DWORD> fault = machine.BeginCall(call, path, numbers);
+    return fault ? Status(*fault) : joined;
+}
+
 HKEY HandOut(Machine& machine, std::u16string path, DWORD access) {
     const std::uintptr_t handle = machine.MakeHandle();
     machine.open.keys[handle] = {std::move(path), access};
@@ -74,14 +85,11 @@ std::u16string ValueSubject(const OpenKey& key, const char16_t* valueName) {
 LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subKey, DWORD options, DWORD samDesired,
                       HKEY* result) {
     Machine& machine = CurrentMachine();
-    const std::optional<OpenKey> parent = LookUpKey(machine, key);
-    if (!parent)
-        return Status(ERROR_INVALID_HANDLE);
     std::u16string path;
-    const LSTATUS joined = JoinKeyPath(*parent, subKey == nullptr ? u"" : subKey, path);
-    const auto fault = machine.BeginCall("RegOpenKeyExW", path, {options, samDesired});
-    if (fault || joined != 0)
-        return fault ? Status(*fault) : joined;
+    if (const LSTATUS status =
+            BeginKeyCall(machine, "RegOpenKeyExW", key, subKey, {options, samDesired}, path);
+        status != 0)
+        return status;
     if (!machine.registry.HasKey(path))
         return Status(ERROR_FILE_NOT_FOUND);
     *result = HandOut(machine, std::move(path), samDesired);
@@ -94,14 +102,11 @@ LSTATUS RegCreateKeyExW(HKEY key, const char16_t* subKey, DWORD /*reserved*/,
     constexpr DWORD REG_CREATED_NEW_KEY = 1;
     constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
     Machine& machine = CurrentMachine();
-    const std::optional<OpenKey> parent = LookUpKey(machine, key);
-    if (!parent)
-        return Status(ERROR_INVALID_HANDLE);
     std::u16string path;
-    const LSTATUS joined = JoinKeyPath(*parent, subKey == nullptr ? u"" : subKey, path);
-    const auto fault = machine.BeginCall("RegCreateKeyExW", path, {options, samDesired});
-    if (fault || joined != 0)
-        return fault ? Status(*fault) : joined;
+    if (const LSTATUS status =
+            BeginKeyCall(machine, "RegCreateKeyExW", key, subKey, {options, samDesired}, path);
+        status != 0)
+        return status;
     const bool isNew = !machine.registry.HasKey(path);
     if (isNew)
         machine.registry.CreateKey(path);
