@@ -67,7 +67,7 @@ TEST(MachineIni, NamesPlaceAndReasonOfAFault) {
         {"[process]\nuser = x",
          "[process]: \"user\" is not a key of this section (account, session"},
         {"[process]\naccount = SYSTEM", "[process]: \"SYSTEM\" is not a SID"},
-        {"[process]\nsession = 4294967296", "\"4294967296\" is not a session (0 to 4294967295)"},
+        {"[process]\nsession = 4294967296", "\"4294967296\" is not a session (0 to 4294967294)"},
         {"[process]\nmodule =", "machine.ini:2: [process]: the path is empty"},
         {"[clock]\nutc = 2026-11-18 07:37:42", "is not a time in UTC"},
         {"[clock]\nutc = 2026-02-29T07:37:42Z", "is not a time in UTC"},

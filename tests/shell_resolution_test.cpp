@@ -1,6 +1,5 @@
 #include "usercontext/shell_resolution.h"
 
-#include "platform/simulated/command_line.h"
 #include "support/machines.h"
 
 #include <gtest/gtest.h>
@@ -27,6 +26,8 @@ TEST(ShellResolution, TakesTheShellOfTheAccountThenOfTheMachineThenTheUsual) {
         {"Machine", u"", u"shell.exe", u"D:\\Win", u"D:\\Win\\shell.exe"},
         {"UserFirst", u"D:\\my shell.exe", u"shell.exe", u"C:\\Windows", u"D:\\my shell.exe"},
         {"Slashes", u"D:/a.exe", u"", u"C:\\Windows", u"D:/a.exe"},
+        {"Server", u"\\\\srv\\share\\a.exe", u"", u"C:\\Windows", u"\\\\srv\\share\\a.exe"},
+        {"ArgumentsOfTheSameLength", u"C:\\a.exe /x", u"", u"C:\\Windows", u"C:\\a.exe /x"},
         {"Arguments", u"explorer.exe /x", u"", u"C:\\Windows", kExplorer + u" /x"},
         {"ParentFolder", u"C:\\Windows\\..\\a.exe", u"", u"C:\\W",
          u"C:\\W\\C:\\Windows\\..\\a.exe"},
@@ -107,15 +108,6 @@ TEST(ShellResolution, TheShellIsTheOneInTheFirstActiveSession) {
         EXPECT_EQ(FindShellProcessId(kExplorer), row.id);
         ExpectNothingOpen(machine);
     }
-}
-
-TEST(ShellResolution, ACommandLineIsSplitAsACProgramGetsIt) {
-    using platform::simulated::SplitCommandLine;
-    using Arguments = std::vector<std::u16string>;
-    EXPECT_EQ(SplitCommandLine(u"\"C:\\a b\\\" {c} usercontext"),
-              (Arguments{u"C:\\a b\\", u"{c}", u"usercontext"}));
-    EXPECT_EQ(SplitCommandLine(u"a b\\\\\\\"c \t\"d \\\\\" \"\"  \"e\"\"f\" g\\\\h"),
-              (Arguments{u"a", u"b\\\"c", u"d \\", u"", u"e\"f", u"g\\\\h"}));
 }
 
 }  // namespace

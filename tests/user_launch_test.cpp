@@ -60,7 +60,10 @@ TEST(UserLaunch, WhateverFailsNothingIsStartedAndTheRunSucceeds) {
         std::u16string subject;
         unsigned first;
         std::string lines;
+        DWORD session = 0;
     } cases[] = {
+        {"CreateProcessWithTokenW", u"", 1,
+         kInside + kToken + "CommandLine to run in user context: ", 7},
         {"GetModuleHandleW", u"", 1, kInside},
         {"GetProcAddress", u"Kernel32.dll!QueryFullProcessImageNameW", 1, kInside},
         {"CreateToolhelp32Snapshot", u"", 1, kInside},
@@ -77,7 +80,12 @@ TEST(UserLaunch, WhateverFailsNothingIsStartedAndTheRunSucceeds) {
         SCOPED_TRACE(row.call);
         Machine machine = MakeUserMachine();
         AddFault(machine, row.call, row.subject, 5, row.first);
+        machine.process.session = row.session;
         EXPECT_FALSE(Launch(machine));
+        if (row.session != 0) {
+            EXPECT_TRUE(LogText(machine).starts_with(row.lines));
+            continue;
+        }
         EXPECT_EQ(LogText(machine), row.lines);
 
         Machine whole = MakeUserMachine();
@@ -89,6 +97,15 @@ TEST(UserLaunch, WhateverFailsNothingIsStartedAndTheRunSucceeds) {
         EXPECT_NE(StoreText(whole).find("ExitState=dword:00000000"), std::string::npos);
         EXPECT_TRUE(whole.startedProcesses.empty());
     }
+}
+
+TEST(UserLaunch, AnOwnSessionThatCannotBeReadIsThatOfTheServices) {
+    Machine machine = MakeUserMachine();
+    machine.process.session = 7;
+    AddFault(machine, "ProcessIdToSessionId", u"", 5, 2);
+    EXPECT_TRUE(Launch(machine));
+    EXPECT_EQ(machine.CallCount("CreateProcessAsUserW"), 1U);
+    EXPECT_EQ(LogText(machine), kInside + kToken);
 }
 
 TEST(UserLaunch, ALineThatDoesNotFitIsGivenUpBeforeTheShellIsOpened) {
@@ -136,6 +153,7 @@ TEST(UserLaunch, OnlyLocalSystemIsTheSystemContext) {
         AddFault(machine, row.failingCall, u"", 8, row.first);
         RunWithLog(machine, [&] { EXPECT_EQ(IsRunningInSystemContext(), row.isSystem); });
         EXPECT_EQ(LogBytes(machine), "(no log)");
+        EXPECT_EQ(NumbersOf(machine, "OpenProcessToken"), std::vector<std::uint64_t>{0x20008});
     }
 }
 

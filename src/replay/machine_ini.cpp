@@ -23,6 +23,7 @@ using platform::simulated::Fault;
 using platform::simulated::FaultSubject;
 using platform::simulated::FoldCase;
 using platform::simulated::Machine;
+using platform::simulated::OtherProcess;
 
 /// Why a line is not understood; the reader adds the place.
 class LineError : public std::runtime_error {
@@ -55,8 +56,9 @@ Number ParseNumber(std::u16string_view text, Number lowest, Number highest,
     return number;
 }
 
-DWORD ParseId(std::u16string_view text, const std::string& meaning) {
-    return ParseNumber<DWORD>(text, 0, std::numeric_limits<DWORD>::max(), meaning);
+/// A session's number. The highest stands for no session.
+DWORD ParseSession(std::u16string_view text) {
+    return ParseNumber<DWORD>(text, 0, std::numeric_limits<DWORD>::max() - 1, "a session");
 }
 
 DWORD ParseErrorCode(std::u16string_view text) {
@@ -116,7 +118,7 @@ void ReadProcess(Machine& machine, std::u16string_view key, std::u16string_view 
     if (key == u"account")
         machine.process.account = ParseSid(value);
     else if (key == u"session")
-        machine.process.session = ParseId(value, "a session");
+        machine.process.session = ParseSession(value);
     else if (key == u"module")
         machine.process.module = ParsePath(value);
     else
@@ -155,7 +157,7 @@ void ReadMissing(Machine& machine, std::u16string_view key, std::u16string_view 
 void ReadSession(Machine& machine, std::u16string_view key, std::u16string_view value) {
     if (value != u"active" && value != u"disconnected")
         throw LineError(Quoted(value) + " is not a state (active, disconnected)");
-    machine.sessions.push_back({ParseId(key, "a session"), value == u"active"});
+    machine.sessions.push_back({ParseSession(key), value == u"active"});
 }
 
 void ReadProcessLine(Machine& machine, std::u16string_view key, std::u16string_view value) {
@@ -163,8 +165,8 @@ void ReadProcessLine(Machine& machine, std::u16string_view key, std::u16string_v
     const std::size_t second = value.find(u',', first + 1);
     if (first == std::u16string_view::npos || second == std::u16string_view::npos)
         throw LineError(Quoted(value) + " is not \"SESSION, SID, IMAGE PATH\"");
-    machine.processes.push_back({ParseId(key, "a process id"),
-                                 ParseId(Trim(value.substr(0, first)), "a session"),
+    machine.processes.push_back({ParseNumber<DWORD>(key, 0, 0x7FFFFFFF, "a process id"),
+                                 ParseSession(Trim(value.substr(0, first))),
                                  ParseSid(Trim(value.substr(first + 1, second - first - 1))),
                                  ParsePath(Trim(value.substr(second + 1)))});
 }
@@ -284,6 +286,9 @@ void ReadMachineIni(const std::string& file, std::string_view bytes, Machine& ma
     ReadLines(file, text, draft);
     machine.process = draft.process;
     ReadLines(file, text, machine);
+    // The run's own process, and those that it starts, have ids of their own.
+    for (const OtherProcess& other : machine.processes)
+        machine.process.id = std::max(machine.process.id, other.id + 1);
 }
 
 }  // namespace replay

@@ -164,6 +164,7 @@ ProcessReport RunProcess(Machine& machine, const std::vector<std::u16string>& ar
         const MachineScope scope(machine);
         report.exitCode = saltrove::RunProgram(arguments);
     }
+    report.leftOpen = machine.open.Count() + machine.badHandles;
     machine.open = {};  // what a process leaves open ends with it
     const std::string log = ReadLog(machine.drive);
     report.logBytes = log.substr(std::min(oldLogSize, log.size()));

@@ -141,6 +141,8 @@ void ReportProcess(const ProcessReport& report, ReportWriter& writer) {
     ReportStartedProcesses(report.startedProcesses, writer);
     writer.Heading("Process exit code");
     writer.Line(1, std::to_string(report.exitCode));
+    if (report.leftOpen > 0)
+        writer.Line(1, "left open: " + std::to_string(report.leftOpen));
 }
 
 }  // namespace

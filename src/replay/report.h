@@ -23,6 +23,7 @@ struct ProcessReport {
     Changes changes;
     std::vector<platform::simulated::StartedProcess> startedProcesses;
     int exitCode = 0;
+    std::size_t leftOpen = 0;  ///< handles, keys and blocks of memory that it did not let go
 };
 
 /// A process that was started, and what it did.

@@ -99,7 +99,8 @@ bool IsInActiveSession(DWORD processId) {
 bool IsShellOfActiveSession(DWORD processId, const std::u16string& shellPath) {
     const platform::Handle process(
         platform::OpenProcess(platform::PROCESS_QUERY_INFORMATION, 0, processId));
-    return platform::EqualIgnoringAsciiCase(QueryImagePath(process), shellPath) &&
+    const std::u16string imagePath = QueryImagePath(process);
+    return !imagePath.empty() && platform::EqualIgnoringAsciiCase(imagePath, shellPath) &&
            IsInActiveSession(processId);
 }
 

@@ -136,7 +136,7 @@ bool IsRunningInSystemContext() {
 
 std::u16string BuildRelaunchCommandLine(const std::u16string& modulePath,
                                         const std::u16string& productCode) {
-    const bool needsQuotes = modulePath.find_first_of(u" \t") != std::u16string::npos;
+    const bool needsQuotes = modulePath.find(u' ') != std::u16string::npos;
     const std::u16string quote(needsQuotes ? 1 : 0, u'"');
     return quote + modulePath + quote + u" " + productCode + u" " +
            std::u16string(kUserContextArgument);

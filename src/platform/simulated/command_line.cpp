@@ -10,14 +10,16 @@ bool IsBlank(char16_t character) {
     return character == u' ' || character == u'\t';
 }
 
-/// Takes the program's name, for which backslashes mean nothing special.
+/// Takes the program's name, in which quotes keep blanks together and backslashes mean nothing.
 std::u16string TakeProgram(std::u16string_view& rest) {
-    const bool isQuoted = rest.starts_with(u'"');
-    if (isQuoted)
-        rest.remove_prefix(1);
-    const std::size_t end = std::min(rest.find_first_of(isQuoted ? u"\"" : u" \t"), rest.size());
-    std::u16string program(rest.substr(0, end));
-    rest.remove_prefix(std::min(end + (isQuoted ? 1 : 0), rest.size()));
+    std::u16string program;
+    bool isQuoted = false;
+    for (; !rest.empty() && (isQuoted || !IsBlank(rest.front())); rest.remove_prefix(1)) {
+        if (rest.front() == u'"')
+            isQuoted = !isQuoted;
+        else
+            program += rest.front();
+    }
     return program;
 }
 

@@ -17,28 +17,31 @@ bool IsSeparator(char16_t character) {
     return character == u'\\' || character == u'/';
 }
 
-/// Adds one name to a path, or takes one away for "..". The drive cannot be left.
-void Descend(std::u16string& path, std::u16string_view name) {
-    if (name == u"..") {
-        const std::size_t backslash = path.rfind(u'\\');
-        if (backslash != std::u16string::npos)
-            path.resize(backslash);
-        return;
-    }
-    const std::size_t last = name.find_last_not_of(u". ");
-    if (last != std::u16string_view::npos)
-        path.append(u"\\").append(name.substr(0, last + 1));
+/// The name in the form in which Windows looks for it: of the last one in a path all blanks and
+/// dots at its end go, of the others a single dot.
+std::u16string_view TrimName(std::u16string_view name, bool isLast) {
+    if (isLast)
+        return name.substr(0, name.find_last_not_of(u". ") + 1);
+    const bool endsInDot = name.ends_with(u'.') && !name.ends_with(u"..");
+    return endsInDot ? name.substr(0, name.size() - 1) : name;
 }
 
-/// Goes down from `folder`, which begins with a drive, by all the names of a path.
-std::u16string DescendAll(std::u16string folder, std::u16string_view path) {
+/// Goes down from `root` by all the names of a path, and up for "..", but never above the root.
+std::u16string DescendAll(const std::u16string& root, std::u16string_view path) {
+    std::u16string full = root;
     while (!path.empty()) {
         const auto end = std::find_if(path.begin(), path.end(), IsSeparator);
-        const auto length = static_cast<std::size_t>(end - path.begin());
-        Descend(folder, path.substr(0, length));
-        path.remove_prefix(std::min(length + 1, path.size()));
+        const std::u16string_view name =
+            path.substr(0, static_cast<std::size_t>(end - path.begin()));
+        path.remove_prefix(name.size());
+        const bool isLast = path.empty();
+        path.remove_prefix(std::min<std::size_t>(1, path.size()));
+        if (name == u"..")
+            full.resize(std::max(root.size(), std::min(full.rfind(u'\\'), full.size())));
+        else if (const std::u16string_view trimmed = TrimName(name, isLast); !trimmed.empty())
+            full.append(u"\\").append(trimmed);
     }
-    return folder;
+    return full;
 }
 
 bool BeginsWithDrive(std::u16string_view path) {
@@ -120,10 +123,13 @@ std::u16string FullPath(std::u16string_view path, const std::u16string& currentD
     std::u16string full;
     if (BeginsWithDrive(path))
         full = DescendAll(std::u16string(path.substr(0, 2)), path.substr(2));
+    else if (path.size() > 1 && IsSeparator(path[0]) && IsSeparator(path[1]))
+        full = DescendAll(u"\\", path.substr(2));  // a server's name is the first behind it
     else if (!path.empty() && IsSeparator(path.front()))
         full = DescendAll(currentDirectory.substr(0, 2), path);
     else
-        full = DescendAll(currentDirectory, path);
+        full = DescendAll(currentDirectory.substr(0, 2),
+                          currentDirectory.substr(2) + u"\\" + std::u16string(path));
     const bool endsInSeparator = !path.empty() && IsSeparator(path.back());
     return endsInSeparator || full.size() == 2 ? full + u"\\" : full;
 }

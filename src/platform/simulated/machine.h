@@ -23,8 +23,7 @@
 /// call.
 namespace platform::simulated {
 
-/// The process whose calls these are. It is not among the machine's list of processes, and its id
-/// is odd, which none that Windows gives is.
+/// The process whose calls these are. It is not among the machine's list of processes.
 struct Process {
     DWORD id = 1001;
     std::u16string account = u"S-1-5-18";  ///< its SID, LocalSystem's unless something else is said

@@ -50,43 +50,17 @@ void* HeapAlloc(HANDLE heap, DWORD flags, std::size_t size) {
         ++machine.badHandles;
     if (machine.BeginCall("HeapAlloc", {}, {flags, size}))
         return nullptr;
-    return HandOut(machine, Kind::Heap, size);
+    void* block = HandOut(machine, Kind::Heap, size);
+    // What nobody asked to be zeroed is not.
+    if ((flags & HEAP_ZERO_MEMORY) == 0)
+        std::memset(block, 0xCC, size);
+    return block;
 }
 
 BOOL HeapFree(HANDLE /*heap*/, DWORD flags, void* block) {
     Machine& machine = CurrentMachine();
     const bool isTaken = TakeBack(machine, Kind::Heap, block);
     return machine.BeginCall("HeapFree", {}, {flags}) || !isTaken ? 0 : 1;
-}
-
-BOOL GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS informationClass, void* information,
-                         DWORD length, DWORD* returnLength) {
-    Machine& machine = CurrentMachine();
-    const auto found = machine.open.handles.find(simulated::ToNumber(token));
-    if (found == machine.open.handles.end()) {
-        ++machine.badHandles;
-        machine.lastError = ERROR_INVALID_HANDLE;
-        return 0;
-    }
-    if (machine.BeginCall("GetTokenInformation", {},
-                          {static_cast<std::uint64_t>(informationClass), length}))
-        return 0;
-    if ((found->second.access & TOKEN_QUERY) == 0) {
-        machine.lastError = ERROR_ACCESS_DENIED;
-        return 0;
-    }
-    const std::vector<BYTE> sid = simulated::SidOfText(found->second.account);
-    *returnLength = static_cast<DWORD>(sizeof(TOKEN_USER) + sid.size());
-    if (length < *returnLength) {
-        machine.lastError = ERROR_INSUFFICIENT_BUFFER;
-        return 0;
-    }
-    // The SID lies right behind the record that points to it.
-    TOKEN_USER user{};
-    user.User.Sid = static_cast<std::byte*>(information) + sizeof(TOKEN_USER);
-    std::memcpy(information, &user, sizeof(user));
-    std::memcpy(user.User.Sid, sid.data(), sid.size());
-    return 1;
 }
 
 BOOL AllocateAndInitializeSid(const SID_IDENTIFIER_AUTHORITY* authority, BYTE subAuthorityCount,

@@ -4,8 +4,10 @@
 #include "platform/simulated/command_line.h"
 #include "platform/simulated/handles.h"
 #include "platform/simulated/machine.h"
+#include "platform/simulated/sid.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 namespace platform {
@@ -81,7 +83,8 @@ BOOL CreateUnderToken(Machine& machine, HANDLE token, const char16_t* commandLin
     if (simulated::FoldCase(program) != simulated::FoldCase(machine.process.module))
         return Fail(machine, ERROR_FILE_NOT_FOUND);
     const std::size_t earlier = machine.startedProcesses.size();
-    const DWORD id = simulated::Process().id + 2 * static_cast<DWORD>(earlier + 1);
+    // Of two runs of one program the later one has the higher id, and no id is given twice.
+    const DWORD id = earlier == 0 ? machine.process.id + 1 : machine.startedProcesses.back().id + 1;
     machine.startedProcesses.push_back({id, opened->session, opened->account, commandLine});
     information->hProcess = HandOut(machine, MakeObject(Kind::Process, 0, id));
     information->hThread = HandOut(machine, MakeObject(Kind::Thread, 0, id));
@@ -187,12 +190,37 @@ BOOL OpenProcessToken(HANDLE process, DWORD access, HANDLE* token) {
             handle == nullptr ? nullptr : FindProcess(machine, handle->processId);
         if (other == nullptr)
             return 0;
+        if ((handle->access & PROCESS_QUERY_INFORMATION) == 0)
+            return Fail(machine, ERROR_ACCESS_DENIED);
         opened.account = other->account;
         opened.session = other->session;
     }
     if (machine.BeginCall("OpenProcessToken", opened.account, {access}))
         return 0;
     *token = HandOut(machine, std::move(opened));
+    return 1;
+}
+
+BOOL GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS informationClass, void* information,
+                         DWORD length, DWORD* returnLength) {
+    Machine& machine = CurrentMachine();
+    const OpenHandle* opened = LookUp(machine, token, Kind::Token);
+    if (opened == nullptr)
+        return 0;
+    if (machine.BeginCall("GetTokenInformation", {},
+                          {static_cast<std::uint64_t>(informationClass), length}))
+        return 0;
+    if ((opened->access & TOKEN_QUERY) == 0)
+        return Fail(machine, ERROR_ACCESS_DENIED);
+    const std::vector<BYTE> sid = simulated::SidOfText(opened->account);
+    *returnLength = static_cast<DWORD>(sizeof(TOKEN_USER) + sid.size());
+    if (length < *returnLength)
+        return Fail(machine, ERROR_INSUFFICIENT_BUFFER);
+    // The SID lies right behind the record that points to it.
+    TOKEN_USER user{};
+    user.User.Sid = static_cast<std::byte*>(information) + sizeof(TOKEN_USER);
+    std::memcpy(information, &user, sizeof(user));
+    std::memcpy(user.User.Sid, sid.data(), sid.size());
     return 1;
 }
 
