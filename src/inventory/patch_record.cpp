@@ -2,7 +2,6 @@
 
 #include "inventory/installer_query.h"
 #include "inventory/patch_versions.h"
-#include "platform/installer.h"
 #include "platform/wide_text.h"
 #include "run/run_log.h"
 
@@ -32,14 +31,14 @@ std::optional<PatchRecord> ReadPatch(const std::u16string& patchCode,
 }  // namespace
 
 std::u16string PatchStateName(std::int32_t state) {
-    switch (state) {
-    case kPatchStateApplied:
+    switch (static_cast<platform::DWORD>(state)) {
+    case platform::MSIPATCHSTATE_APPLIED:
         return u"Applied";
-    case 2:
+    case platform::MSIPATCHSTATE_SUPERSEDED:
         return u"Superseded";
-    case 4:
+    case platform::MSIPATCHSTATE_OBSOLETED:
         return u"Obsoleted";
-    case 8:
+    case platform::MSIPATCHSTATE_REGISTERED:
         return u"Registered";
     default:
         return u"Unknown(" + DecimalText(state) + u")";

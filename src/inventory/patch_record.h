@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/installer.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -14,11 +16,12 @@ struct PatchRecord {
     std::u16string version;        ///< dotted version out of the display name
     std::u16string packageName;    ///< name of the package that the patch was installed from
     std::u16string versionNumber;  ///< ten digits out of `packageName`
-    std::int32_t state = 0;        ///< a PatchState; 0 if it could not be read
+    std::int32_t state = 0;  ///< one of Windows Installer's patch states; 0 if it could not be read
 };
 
-/// Windows Installer's own patch states, of which this system names one in a decision.
-inline constexpr std::int32_t kPatchStateApplied = 1;
+/// The one patch state that a decision names. It stands for itself alone, not for a bit.
+inline constexpr auto kPatchStateApplied =
+    static_cast<std::int32_t>(platform::MSIPATCHSTATE_APPLIED);
 
 /// The text for a patch state in the log: "Applied", "Superseded", "Obsoleted", "Registered", or
 /// "Unknown(" with the number and ")".

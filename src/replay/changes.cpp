@@ -2,8 +2,6 @@
 
 #include "platform/simulated/pending_renames.h"
 
-#include <algorithm>
-
 namespace replay {
 
 namespace {

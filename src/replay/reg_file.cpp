@@ -5,7 +5,6 @@
 #include "replay/text_file.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <optional>
 

@@ -2,8 +2,6 @@
 
 #include "platform/installer.h"
 
-#include <array>
-
 namespace platform::simulated {
 
 namespace {

@@ -12,6 +12,11 @@ Machine* currentMachine = nullptr;
 
 constexpr DWORD kSpoiledError = 0xBADC0DE;
 
+struct KnownExport {
+    std::u16string_view module;  // in capitals
+    std::string_view function;
+};
+
 constexpr KnownExport kKnownExports[] = {
     {u"MSI.DLL", "MsiEnumPatchesExW"},
     {u"MSI.DLL", "MsiGetPatchInfoExW"},

@@ -85,9 +85,6 @@ struct Fault {
 class FaultTable {
   public:
     void Add(Fault fault);
-    void Clear() {
-        faults_.clear();
-    }
     /// Counts the call in every fault that it meets; the code with which it fails, if it does.
     std::optional<DWORD> Meet(std::string_view call, std::u16string_view subject);
 
@@ -242,11 +239,7 @@ class MachineScope {
 /// The machine of the innermost scope. There has to be one.
 [[nodiscard]] Machine& CurrentMachine();
 
-/// The modules that a simulated machine has, and the functions that can be looked up in them.
-struct KnownExport {
-    std::u16string_view module;
-    std::string_view function;
-};
+/// Whether a simulated machine has this module, or with a function name that function of it.
 [[nodiscard]] bool IsKnownExport(std::u16string_view module, std::string_view function);
 
 }  // namespace platform::simulated

@@ -4,7 +4,6 @@
 #include "platform/simulated/machine.h"
 
 #include <algorithm>
-#include <cstring>
 #include <optional>
 
 namespace platform {

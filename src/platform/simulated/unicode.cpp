@@ -1,7 +1,5 @@
 #include "platform/simulated/unicode.h"
 
-#include <array>
-
 namespace platform::simulated {
 
 namespace {
