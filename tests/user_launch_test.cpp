@@ -154,6 +154,8 @@ TEST(UserLaunch, OnlyLocalSystemIsTheSystemContext) {
         RunWithLog(machine, [&] { EXPECT_EQ(IsRunningInSystemContext(), row.isSystem); });
         EXPECT_EQ(LogBytes(machine), "(no log)");
         EXPECT_EQ(NumbersOf(machine, "OpenProcessToken"), std::vector<std::uint64_t>{0x20008});
+        const std::vector<std::uint64_t> allocation = NumbersOf(machine, "HeapAlloc");
+        EXPECT_TRUE(allocation.empty() || allocation[0] == 8) << "zeroed";
     }
 }
 
