@@ -1,0 +1,30 @@
+#include "platform/entry.h"
+
+#include "platform/windows/native.h"
+
+#include <string>
+#include <vector>
+
+namespace {
+
+/// Closes what a program that may be started as LocalSystem, from any folder, leaves open by
+/// default. A system that does not know a setting refuses it, and the run goes on without.
+void HardenProcess() {
+    // A module is never taken from the program's own folder or the current one.
+    ::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
+    // The run log's folder is open to others, who could lead the path elsewhere by a junction.
+    ::PROCESS_MITIGATION_REDIRECTION_TRUST_POLICY trust{};
+    trust.EnforceRedirectionTrust = 1;
+    ::SetProcessMitigationPolicy(::ProcessRedirectionTrustPolicy, &trust, sizeof trust);
+}
+
+}  // namespace
+
+/// The entry of a program for the GUI subsystem that takes a wide command line.
+extern "C" int wmain(int argumentCount, wchar_t* arguments[]) {
+    HardenProcess();
+    std::vector<std::u16string> texts;
+    for (int i = 0; i < argumentCount; ++i)
+        texts.emplace_back(reinterpret_cast<const char16_t*>(arguments[i]));
+    return platform::ProgramMain(texts);
+}

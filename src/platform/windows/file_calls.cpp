@@ -1,0 +1,54 @@
+#include "platform/files.h"
+
+#include "platform/windows/native.h"
+
+namespace platform {
+
+namespace {
+
+static_assert(sizeof(WIN32_FIND_DATAW) == sizeof(::WIN32_FIND_DATAW));
+
+::WIN32_FIND_DATAW* Native(WIN32_FIND_DATAW* entry) {
+    return reinterpret_cast<::WIN32_FIND_DATAW*>(entry);
+}
+
+}  // namespace
+
+HANDLE FindFirstFileW(const char16_t* pattern, WIN32_FIND_DATAW* entry) {
+    return reinterpret_cast<HANDLE>(::FindFirstFileW(Native(pattern), Native(entry)));
+}
+
+BOOL FindNextFileW(HANDLE search, WIN32_FIND_DATAW* entry) {
+    return ::FindNextFileW(Native(search), Native(entry));
+}
+
+BOOL FindClose(HANDLE search) {
+    return ::FindClose(Native(search));
+}
+
+DWORD GetFileAttributesW(const char16_t* path) {
+    return ::GetFileAttributesW(Native(path));
+}
+
+DWORD GetFullPathNameW(const char16_t* path, DWORD size, char16_t* buffer, char16_t** filePart) {
+    return ::GetFullPathNameW(Native(path), size, Native(buffer),
+                              reinterpret_cast<wchar_t**>(filePart));
+}
+
+UINT GetWindowsDirectoryW(char16_t* buffer, UINT size) {
+    return ::GetWindowsDirectoryW(Native(buffer), size);
+}
+
+BOOL DeleteFileW(const char16_t* path) {
+    return ::DeleteFileW(Native(path));
+}
+
+BOOL MoveFileExW(const char16_t* path, const char16_t* newPath, DWORD flags) {
+    return ::MoveFileExW(Native(path), Native(newPath), flags);
+}
+
+DWORD GetLastError() {
+    return ::GetLastError();
+}
+
+}  // namespace platform

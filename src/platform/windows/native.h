@@ -1,0 +1,39 @@
+#pragma once
+
+#include "platform/modules.h"
+#include "platform/registry.h"
+#include "platform/types.h"
+
+// Behind every header of platform/, of whose names these define some as macros.
+#include <windows.h>
+
+/// The platform's types as Windows declares them. A value keeps its bits and changes its type
+/// alone.
+namespace platform {
+
+static_assert(sizeof(wchar_t) == sizeof(char16_t));
+static_assert(sizeof(::DWORD) == sizeof(DWORD));
+
+[[nodiscard]] inline const wchar_t* Native(const char16_t* text) {
+    return reinterpret_cast<const wchar_t*>(text);
+}
+[[nodiscard]] inline wchar_t* Native(char16_t* text) {
+    return reinterpret_cast<wchar_t*>(text);
+}
+[[nodiscard]] inline ::DWORD* Native(DWORD* number) {
+    return reinterpret_cast<::DWORD*>(number);
+}
+[[nodiscard]] inline ::HANDLE Native(HANDLE handle) {
+    return reinterpret_cast<::HANDLE>(handle);
+}
+[[nodiscard]] inline ::HANDLE* Native(HANDLE* handle) {
+    return reinterpret_cast<::HANDLE*>(handle);
+}
+[[nodiscard]] inline ::HKEY Native(HKEY key) {
+    return reinterpret_cast<::HKEY>(key);
+}
+[[nodiscard]] inline ::HMODULE Native(HMODULE module) {
+    return reinterpret_cast<::HMODULE>(module);
+}
+
+}  // namespace platform
