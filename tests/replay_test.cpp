@@ -108,15 +108,16 @@ TEST_P(Images, ReplayAsExpectedAndStayAsTheyAre) {
     const std::string name = GetParam().filename().string();
     const std::string before = Snapshot(GetParam());
     const fs::path out = folder_ / "out";
-    EXPECT_EQ(RunReplayWith({GetParam().string(), "--out", out.string()}), 0);
+    const int status = RunReplayWith({GetParam().string(), "--out", out.string()});
     EXPECT_EQ(out_, ReadFile(fs::path(SALTROVE_EXPECTED) / (name + ".txt")));
+    EXPECT_EQ(status, out_.ends_with("Process exit code\n  1\n") ? 1 : 0);
     EXPECT_EQ(Snapshot(GetParam()), before);
 
     // What was written is the machine after the run, and replays again.
     EXPECT_EQ(ReadFile(out / "registry.reg"), FormatRegFile(ReadImage(out).machine.registry));
     EXPECT_EQ(ReadFile(out / "machine.ini"), ReadFile(GetParam() / "machine.ini"));
     EXPECT_EQ(ReadFile(out / "args.txt"), ReadFile(GetParam() / "args.txt"));
-    EXPECT_EQ(RunReplayWith({out.string()}), 0);
+    EXPECT_EQ(RunReplayWith({out.string()}), status);
 }
 
 std::string TestName(const testing::TestParamInfo<fs::path>& image) {

@@ -5,6 +5,7 @@
 #include "run/run_log.h"
 
 #include <array>
+#include <span>
 
 namespace saltrove {
 
@@ -53,8 +54,9 @@ InstallerHandle FetchRow(const InstallerHandle& view) {
     return InstallerHandle(InstallerHandleNumber(handle));
 }
 
-/// A field of a row, cut to what fits into `Capacity` characters with a terminator. A read that
-/// fails for another reason than the text's length leaves an empty text.
+/// A field of a row, cut to what fits into `Capacity` characters with a terminator, for which a
+/// call that cuts may leave no room. A read that fails for another reason than the text's length
+/// leaves an empty text.
 template <std::size_t Capacity>
 std::u16string ReadField(const InstallerHandle& record, platform::UINT field) {
     std::array<char16_t, Capacity> buffer{};
@@ -63,7 +65,7 @@ std::u16string ReadField(const InstallerHandle& record, platform::UINT field) {
         platform::MsiRecordGetStringW(record.get().number, field, buffer.data(), &size);
     if (status != platform::ERROR_SUCCESS && status != platform::ERROR_MORE_DATA)
         return {};
-    return platform::TextInBuffer(buffer);
+    return platform::TextInBuffer(std::span(buffer).first(Capacity - 1));
 }
 
 }  // namespace

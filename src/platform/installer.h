@@ -52,7 +52,7 @@ inline constexpr DWORD MSIPATCHSTATE_ALL = 15;
 
 /// Reads a field, counted from 1, as a text. `size` is in characters: the buffer's, terminator
 /// included, before the call; the text's, without it, after the call. A text that does not fit is
-/// cut to what does, with a terminator, and is ERROR_MORE_DATA.
+/// cut to what does, perhaps without a terminator, and is ERROR_MORE_DATA.
 UINT MsiRecordGetStringW(MSIHANDLE record, UINT field, char16_t* value, DWORD* size);
 
 UINT MsiCloseHandle(MSIHANDLE handle);

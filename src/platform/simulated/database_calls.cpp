@@ -122,10 +122,11 @@ UINT MsiRecordGetStringW(MSIHANDLE record, UINT field, char16_t* value, DWORD* s
     const DWORD capacity = *size;
     *size = static_cast<DWORD>(text.size());
     const bool fits = text.size() < capacity;
-    if (capacity > 0) {
-        const std::u16string_view part = fits ? text : text.substr(0, capacity - 1);
-        *std::copy(part.begin(), part.end(), value) = u'\0';
-    }
+    // Nobody promises a terminator behind a text that was cut, and not every system sets one.
+    char16_t* const end =
+        std::copy_n(text.data(), std::min<std::size_t>(text.size(), capacity), value);
+    if (fits)
+        *end = u'\0';
     return fits ? ERROR_SUCCESS : ERROR_MORE_DATA;
 }
 
