@@ -2,6 +2,7 @@
 
 #include "replay/image.h"
 #include "replay/reg_file.h"
+#include "support/host_files.h"
 #include "support/machines.h"
 
 #include <gtest/gtest.h>
@@ -15,6 +16,7 @@ namespace replay {
 namespace {
 
 namespace fs = std::filesystem;
+using test::ReadFile;
 
 /// A folder for one test, removed at its end.
 class Replay : public testing::Test {
@@ -74,11 +76,6 @@ class Replay : public testing::Test {
     std::string out_;
     std::string err_;
 };
-
-std::string ReadFile(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 /// Every file of a folder with its content, and every folder.
 std::string Snapshot(const fs::path& folder) {

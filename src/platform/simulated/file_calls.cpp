@@ -75,6 +75,8 @@ DWORD GetFullPathNameW(const char16_t* path, DWORD size, char16_t* buffer,
     Machine& machine = CurrentMachine();
     if (machine.BeginCall("GetFullPathNameW", path, {size}))
         return 0;
+    if (*path == u'\0')
+        return 0;
     // The directory in which Windows starts a service.
     const std::u16string full = simulated::FullPath(path, u"C:\\Windows\\System32");
     return GiveText(full, buffer, size);

@@ -1,0 +1,148 @@
+#include "contract/world.h"
+#include "platform/c_runtime.h"
+#include "platform/files.h"
+#include "platform/registry_access.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace platform {
+namespace {
+
+using contract::kFolder;
+using contract::PutFile;
+
+TEST(FileContract, AttributesTellWhatAPathIs) {
+    PutFile(kFolder + u"attributes\\file.msp", "x");
+    const struct {
+        std::u16string path;
+        bool isThere;
+        bool isDirectory;
+    } cases[] = {
+        {kFolder + u"attributes\\FILE.MSP", true, false},
+        {kFolder + u"Attributes", true, true},
+        {u"C:/Saltrove Contract/./attributes/file.msp", true, false},
+        {kFolder + u"attributes\\none.msp", false, false},
+        {kFolder + u"none\\file.msp", false, false},
+        {u"", false, false},
+    };
+    for (const auto& row : cases) {
+        const DWORD attributes = GetFileAttributesW(row.path.c_str());
+        EXPECT_EQ(attributes != INVALID_FILE_ATTRIBUTES, row.isThere);
+        EXPECT_EQ(row.isThere && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0, row.isDirectory);
+    }
+}
+
+TEST(FileContract, ASearchDeliversInNameOrderWhateverTheLetterCase) {
+    for (const char16_t* name : {u"b.msp", u"A.MSP", u"_.msp", u"a-1.msp", u"c.msp\\inside.msp",
+                                 u"\u00c9.msp", u"a.msi", u"a.msp.bak"})
+        PutFile(kFolder + u"search\\" + name, "x");
+    WIN32_FIND_DATAW entry{};
+    const HANDLE search = FindFirstFileW((kFolder + u"Search\\*.msp").c_str(), &entry);
+    ASSERT_NE(search, INVALID_HANDLE_VALUE);
+    std::u16string names;
+    do {
+        const bool isDirectory = (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+        names.append(entry.cFileName).append(isDirectory ? u"/ " : u" ");
+        EXPECT_EQ(DeleteFileW((kFolder + u"search\\" + entry.cFileName).c_str()) == 0, isDirectory);
+    } while (FindNextFileW(search, &entry) != 0);
+    EXPECT_EQ(GetLastError(), ERROR_NO_MORE_FILES);
+    EXPECT_NE(FindClose(search), 0);
+    EXPECT_EQ(names, u"a-1.msp A.MSP b.msp c.msp/ _.msp \u00c9.msp ");
+    EXPECT_EQ(FindFirstFileW((kFolder + u"search\\*.msx").c_str(), &entry), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(FindFirstFileW((kFolder + u"none\\*.msp").c_str(), &entry), INVALID_HANDLE_VALUE);
+}
+
+TEST(FileContract, ADeletionTellsWhyItFailed) {
+    const std::u16string folder = kFolder + u"delete\\";
+    PutFile(folder + u"folder.msp\\inside.msp", "x");
+    PutFile(folder + u"read-only.msp", "x");
+    contract::SetReadOnly(folder + u"read-only.msp", true);
+    FILE* const held = _wfsopen((folder + u"held.msp").c_str(), u"at", _SH_DENYNO);
+    const struct {
+        const char16_t* name;
+        DWORD error;
+    } cases[] = {
+        {u"none.msp", 2},      {u"none\\none.msp", 3}, {u"folder.msp", 5},
+        {u"read-only.msp", 5}, {u"held.msp", 32},
+    };
+    for (const auto& row : cases) {
+        EXPECT_EQ(DeleteFileW((folder + row.name).c_str()), 0);
+        EXPECT_EQ(GetLastError(), row.error);
+    }
+    ASSERT_EQ(fclose(held), 0);
+    contract::SetReadOnly(folder + u"read-only.msp", false);
+    for (const char16_t* name : {u"HELD.MSP", u"read-only.msp"})
+        EXPECT_NE(DeleteFileW((folder + name).c_str()), 0);
+}
+
+TEST(FileContract, ADeletionAtTheNextRestartIsAddedToThoseThereAre) {
+    const char16_t* const kSessionManager = u"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
+    const RegistryKey key =
+        CreateKey(HKEY_LOCAL_MACHINE, kSessionManager, KEY_WRITE | KEY_QUERY_VALUE);
+    using namespace std::string_literals;
+    const std::u16string there = u"\\??\\C:\\old\0\0\\??\\C:\\from\0!\\??\\C:\\to\0\0"s;
+    const std::u16string path = kFolder + u"Restart.msp";
+    PutFile(path, "x");
+    const std::u16string added = u"\\??\\" + path + u'\0' + u'\0';
+    for (const std::u16string& before : {u"\0"s, there}) {
+        RegSetValueExW(key.get(), u"PendingFileRenameOperations", 0, REG_MULTI_SZ,
+                       reinterpret_cast<const BYTE*>(before.data()),
+                       static_cast<DWORD>(before.size() * 2));
+        ASSERT_NE(MoveFileExW(path.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT), 0);
+        std::u16string after(200, u'?');
+        DWORD size = 400;
+        ASSERT_EQ(RegQueryValueExW(key.get(), u"PendingFileRenameOperations", nullptr, nullptr,
+                                   reinterpret_cast<BYTE*>(after.data()), &size),
+                  0);
+        EXPECT_EQ(after.substr(0, size / 2), before.substr(0, before.size() - 1) + added + u'\0');
+    }
+}
+
+TEST(FileContract, AFullPathIsMeasuredWithItsTerminator) {
+    const std::u16string cases[] = {u"D:\\Tools\\shell.exe", u"C:\\a\\..\\b.exe", u"C:\\a", u""};
+    const DWORD sizes[] = {19, 9, 5, 0};
+    for (std::size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(GetFullPathNameW(cases[i].c_str(), 0, nullptr, nullptr), sizes[i]);
+    EXPECT_GT(GetFullPathNameW(u"shell.exe", 0, nullptr, nullptr), 10U);
+    char16_t windows[MAX_PATH] = {};
+    const UINT length = GetWindowsDirectoryW(windows, MAX_PATH);
+    EXPECT_EQ(length, std::u16string(windows).size());
+    EXPECT_EQ(GetWindowsDirectoryW(windows, 3), length + 1);
+}
+
+TEST(FileContract, ATextFileGrowsByLinesAndIsOpenToOthers) {
+    const std::u16string path = kFolder + u"grows.txt";
+    EXPECT_EQ(_wfsopen(u"", u"at", _SH_DENYNO), nullptr);
+    EXPECT_EQ(_wfsopen((kFolder + u"none\\x.txt").c_str(), u"at", _SH_DENYNO), nullptr);
+    PutFile(path, "old\r\n");
+    FILE* const first = _wfsopen(path.c_str(), u"at", _SH_DENYNO);
+    FILE* const second = _wfsopen(path.c_str(), u"at", _SH_DENYNO);
+    ASSERT_NE(first, nullptr);
+    ASSERT_NE(second, nullptr);
+    EXPECT_EQ(fwrite("a\n", 1, 2, first), 2U);
+    EXPECT_EQ(fflush(first), 0);
+    EXPECT_EQ(contract::ReadFile(path), "old\r\na\r\n");
+    EXPECT_EQ(fwrite("b\xE9", 1, 2, second), 2U);
+    EXPECT_EQ(fclose(second), 0);
+    EXPECT_EQ(fwrite("c\n\n", 1, 3, first), 3U);
+    EXPECT_EQ(fclose(first), 0);
+    EXPECT_EQ(contract::ReadFile(path), "old\r\na\r\nb\xE9"
+                                        "c\r\n\r\n");
+}
+
+TEST(LocaleContract, LettersOfTheNativeLocaleGetSmall) {
+    const std::u16string from =
+        u"AZ[@09az\u00c4\u00d7\u00df\u0178\u0391\u0416\u1f88\u0130\u212a\uff21";
+    const std::u16string to =
+        u"az[@09az\u00e4\u00d7\u00df\u00ff\u03b1\u0436\u1f80\u0130\u212a\uff41";
+    const _locale_t native = _create_locale(CTYPE_CATEGORY, "");
+    ASSERT_NE(native, nullptr);
+    for (std::size_t i = 0; i < from.size(); ++i)
+        EXPECT_EQ(_towlower_l(from[i], native), to[i]) << std::hex << +from[i];
+    _free_locale(native);
+}
+
+}  // namespace
+}  // namespace platform

@@ -1,0 +1,117 @@
+#include "platform/modules.h"
+#include "platform/process_access.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace platform {
+namespace {
+
+TEST(ModuleContract, AFunctionIsFoundOrNot) {
+    const HMODULE installer = LoadLibraryW(u"msi.dll");
+    ASSERT_NE(installer, nullptr);
+    EXPECT_NE(GetProcAddress(installer, "MsiEnumPatchesExW"), nullptr);
+    EXPECT_EQ(GetProcAddress(installer, "MsiEnumPatches"), nullptr);
+    EXPECT_NE(FreeLibrary(installer), 0);
+    EXPECT_EQ(LoadLibraryW(u"saltrove-contract.dll"), nullptr);
+    const HMODULE kernel = GetModuleHandleW(u"Kernel32.dll");
+    EXPECT_NE(GetProcAddress(kernel, "QueryFullProcessImageNameW"), nullptr);
+}
+
+TEST(ModuleContract, APathThatDoesNotFitIsCut) {
+    std::u16string path(MAX_PATH, u'?');
+    const DWORD length = GetModuleFileNameW(nullptr, path.data(), MAX_PATH);
+    ASSERT_LT(length, MAX_PATH);
+    EXPECT_EQ(path.find(u'\0'), length);
+    std::u16string cut(MAX_PATH, u'?');
+    EXPECT_EQ(GetModuleFileNameW(nullptr, cut.data(), 5), 5U);
+    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(cut.substr(0, 4) + cut[5], path.substr(0, 4) + u'?');
+}
+
+TEST(TokenContract, TheUserIsReadInTwoCalls) {
+    HANDLE opened = nullptr;
+    ASSERT_NE(OpenProcessToken(GetCurrentProcess(), TOKEN_READ, &opened), 0);
+    const Handle token(opened);
+    DWORD size = 0;
+    EXPECT_EQ(GetTokenInformation(token.get(), TokenUser, nullptr, 0, &size), 0);
+    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    const HeapBlock block(HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, size));
+    ASSERT_NE(GetTokenInformation(token.get(), TokenUser, block.get(), size, &size), 0);
+    const auto* user = static_cast<const TOKEN_USER*>(block.get());
+    PSID made = nullptr;
+    ASSERT_NE(AllocateAndInitializeSid(&SECURITY_NT_AUTHORITY, 2, 18, 5, 0, 0, 0, 0, 0, 0, &made),
+              0);
+    const Sid other(made);
+    EXPECT_NE(EqualSid(user->User.Sid, user->User.Sid), 0);
+    EXPECT_EQ(EqualSid(user->User.Sid, other.get()), 0);
+
+    HANDLE copied = nullptr;
+    EXPECT_EQ(DuplicateTokenEx(token.get(), TOKEN_QUERY, nullptr, SecurityImpersonation,
+                               TokenPrimary, &copied),
+              0)
+        << "the token was opened without TOKEN_DUPLICATE";
+    EXPECT_EQ(copied, nullptr);
+}
+
+TEST(ProcessContract, AFailedCreationLeavesNoHandle) {
+    constexpr DWORD kAccess = TOKEN_ASSIGN_PRIMARY | TOKEN_DUPLICATE | TOKEN_QUERY;
+    HANDLE opened = nullptr;
+    ASSERT_NE(OpenProcessToken(GetCurrentProcess(), kAccess, &opened), 0);
+    const Handle own(opened);
+    ASSERT_NE(DuplicateTokenEx(own.get(), kAccess | TOKEN_ADJUST_DEFAULT | TOKEN_ADJUST_SESSIONID,
+                               nullptr, SecurityImpersonation, TokenPrimary, &opened),
+              0);
+    const Handle token(opened);
+    STARTUPINFOW startupInfo{};
+    startupInfo.cb = sizeof(startupInfo);
+    PROCESS_INFORMATION information{};
+    std::u16string commandLine = u"C:\\none.exe {X} usercontext";
+    EXPECT_EQ(CreateProcessAsUserW(token.get(), nullptr, commandLine.data(), nullptr, nullptr, 0,
+                                   CREATE_NO_WINDOW, nullptr, nullptr, &startupInfo, &information),
+              0);
+    EXPECT_EQ(information.hProcess, nullptr);
+    EXPECT_EQ(information.hThread, nullptr);
+}
+
+TEST(ProcessContract, ASnapshotEndsAndItsProcessesCanBeAsked) {
+    const HANDLE taken = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    ASSERT_NE(taken, INVALID_HANDLE_VALUE);
+    const Handle snapshot(taken);
+    PROCESSENTRY32W entry{};
+    EXPECT_EQ(Process32FirstW(snapshot.get(), &entry), 0) << "dwSize is not set";
+    entry.dwSize = sizeof(entry);
+    int named = 0;
+    for (BOOL more = Process32FirstW(snapshot.get(), &entry); more != 0;
+         more = Process32NextW(snapshot.get(), &entry)) {
+        const Handle process(OpenProcess(PROCESS_QUERY_INFORMATION, 0, entry.th32ProcessID));
+        char16_t path[MAX_PATH] = {};
+        DWORD size = MAX_PATH;
+        DWORD session = 0;
+        if (process && QueryFullProcessImageNameW(process.get(), 0, path, &size) != 0) {
+            EXPECT_EQ(size, std::u16string(path).size());
+            EXPECT_NE(ProcessIdToSessionId(entry.th32ProcessID, &session), 0);
+            size = 5;
+            EXPECT_EQ(QueryFullProcessImageNameW(process.get(), 0, path, &size), 0);
+            ++named;
+        }
+    }
+    EXPECT_EQ(GetLastError(), ERROR_NO_MORE_FILES);
+    EXPECT_GT(named, 0);
+    DWORD session = 0;
+    EXPECT_NE(ProcessIdToSessionId(GetCurrentProcessId(), &session), 0);
+    EXPECT_EQ(ProcessIdToSessionId(0x7FFFFFF1, &session), 0);
+    EXPECT_EQ(OpenProcess(PROCESS_QUERY_INFORMATION, 0, 0x7FFFFFF1), nullptr);
+}
+
+TEST(SessionContract, TheListOfSessionsIsGivenBack) {
+    WTS_SESSION_INFOW* sessions = nullptr;
+    DWORD count = 0;
+    const BOOL isGiven = WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, &sessions, &count);
+    const SessionList list(sessions);
+    EXPECT_TRUE(isGiven == 0 || sessions != nullptr || count == 0);
+}
+
+}  // namespace
+}  // namespace platform
