@@ -60,15 +60,5 @@ TEST(CurrentPatch, MarkerAsksForNoMoreThanItNeeds) {
     EXPECT_EQ(NumbersOf(machine, "RegCreateKeyExW"), (std::vector<std::uint64_t>{0, 0x102}));
 }
 
-TEST(CurrentPatch, MarkerOfAnUnknownProductLeavesNoTrace) {
-    Machine machine;
-    RunWithLog(machine, [&] {
-        const auto generation = machine.registry.Generation();
-        LogPatchMarker(u"{5B7A90E1-0000-0000-0000-EC83016FC300}");
-        EXPECT_EQ(machine.registry.Generation(), generation);
-        EXPECT_EQ(machine.CallCount("RegCreateKeyExW"), 0U);
-    });
-}
-
 }  // namespace
 }  // namespace saltrove

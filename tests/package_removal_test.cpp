@@ -32,36 +32,6 @@ TEST(PackageRemoval, OnlyWhatIsInUseOrDeniedIsMarked) {
     }
 }
 
-TEST(PackageRemoval, MarksBehindWhatIsMarkedAlready) {
-    const std::u16string key =
-        u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Session Manager";
-    const std::u16string name = u"PendingFileRenameOperations";
-    // Two of them lack what ends a list or a pair.
-    const std::pair<std::u16string, std::u16string> lists[] = {
-        {std::u16string(u"A\0B\0C\0\0\0", 8), std::u16string(u"A\0B\0C\0\0", 7)},
-        {std::u16string(u"A\0\0", 3), std::u16string(u"A\0\0", 3)},
-        {std::u16string(u"\0\0", 2), u""},
-        {u"", u""},
-    };
-    for (const auto& [before, kept] : lists) {
-        Machine machine = MakeMachine();
-        machine.drive.AddFile(kCache + u"1.msp", "package");
-        auto data = platform::simulated::DataOfText(before);
-        data.resize(data.size() - 2);
-        machine.registry.SetValue(key, name, platform::REG_MULTI_SZ, data);
-        AddFault(machine, "DeleteFileW", u"", 32);
-        std::u16string after = kept;
-        for (int time = 0; time < 2; ++time) {
-            RunWithLog(machine, [&] { (void)RemovePackage(kPath, false, u""); });
-            after.append(u"\\??\\").append(kPath).append(2, u'\0');
-        }
-        EXPECT_EQ(machine.registry.FindValue(key, name)->data,
-                  platform::simulated::DataOfText(after));
-        const auto renames = platform::simulated::ReadPendingRenames(machine.registry);
-        EXPECT_EQ(renames.back().path + renames.back().newPath, kPath);
-    }
-}
-
 TEST(PackageRemoval, KnowsTheCacheFolder) {
     Machine machine;
     const platform::simulated::MachineScope scope(machine);

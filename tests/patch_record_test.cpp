@@ -33,33 +33,6 @@ TEST(InstallerQuery, ReadsANumberAsFarAsItGoes) {
         EXPECT_EQ(ReadDecimalPrefix(text), 0);
 }
 
-TEST(InstallerQuery, TextsThatDoNotFitCountAsUnreadable) {
-    Machine machine = MakeIncrementalMachine();
-    const MachineScope scope(machine);
-    const std::u16string code = PatchCode(0);
-    const auto text = [](std::size_t length) { return std::u16string(length, u'x'); };
-
-    machine.registry.SetText(PackageKey(0), u"LocalPackage", text(259));
-    EXPECT_EQ(GetLocalPackage(code, kProduct), text(259));
-    machine.registry.SetText(PackageKey(0), u"LocalPackage", text(260));
-    EXPECT_EQ(GetLocalPackage(code, kProduct), std::nullopt);
-
-    machine.registry.SetText(StateKey(0), u"DisplayName", text(127));
-    EXPECT_EQ(GetPatchDisplayName(code, kProduct), text(127));
-    machine.registry.SetText(StateKey(0), u"DisplayName", text(128));
-    EXPECT_EQ(GetPatchDisplayName(code, kProduct), u"");
-
-    machine.registry.SetText(SourceListKey(0), u"PackageName", text(259));
-    EXPECT_EQ(ReadPackageName(code), text(259));
-    machine.registry.SetText(SourceListKey(0), u"PackageName", text(260));
-    EXPECT_EQ(ReadPackageName(code), std::nullopt);
-
-    machine.registry.SetDword(StateKey(0), u"State", 999'999'999);
-    EXPECT_EQ(GetPatchState(code, kProduct), 999'999'999);
-    machine.registry.SetDword(StateKey(0), u"State", 1'000'000'000);
-    EXPECT_EQ(GetPatchState(code, kProduct), 0) << "ten digits and a terminator are eleven";
-}
-
 TEST(InstallerQuery, PackageNameIsTakenInAnyTypeAndWithoutATerminator) {
     Machine machine = MakeIncrementalMachine();
     const MachineScope scope(machine);

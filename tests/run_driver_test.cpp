@@ -23,42 +23,6 @@ TEST(RunDriver, AWrongNumberOfArgumentsEndsItBeforeAnything) {
     }
 }
 
-TEST(RunDriver, WithoutTheInstallerItRecordsThatAndNothingElse) {
-    const platform::simulated::MissingExport missing[] = {
-        {u"msi.dll", ""}, {u"MSI.DLL", "MsiEnumPatchesExW"}, {u"msi.dll", "MsiGetPatchInfoExW"}};
-    for (const auto& entry : missing) {
-        for (const std::u16string& version : {kVersion, std::u16string(u"usercontext")}) {
-            SCOPED_TRACE(entry.function);
-            Machine machine = MakeIncrementalMachine();
-            machine.missing.push_back(entry);
-            EXPECT_EQ(RunTool(machine, {kProduct, version}), 0);
-            EXPECT_EQ(StoreText(machine), "ExitState=dword:00000002\n");
-            EXPECT_EQ(LogBytes(machine), "(no log)");
-            EXPECT_TRUE(machine.registry.AllKeys().Children(u"HKEY_USERS").empty());
-        }
-    }
-}
-
-TEST(RunDriver, OnlyTheWholeWordsInTheirPlacesCount) {
-    const struct {
-        std::vector<std::u16string> arguments;
-        const char* log;  ///< a line of it, or what stands for none
-    } cases[] = {
-        {{kProduct, kVersion, u"SIMulate"}, "Mode: SIMULATION (no actual deletions)\n"},
-        {{kProduct, kVersion, u"simulated"}, "Mode: Normal\n"},
-        {{kProduct, kVersion, u""}, "Mode: Normal\n"},
-        {{kProduct, u"simulate"}, "ProductVersion: simulate\nMode: Normal\n"},
-        {{kProduct, u"usercontext", u"simulate"}, "!(no log)\n"},
-        {{kProduct, u"usercontext "}, "ProductVersion: usercontext \n"},
-        {{kProduct, u"UserContext"}, "ProductVersion: UserContext\n"},
-    };
-    for (const auto& row : cases) {
-        Machine machine = MakeIncrementalMachine();
-        EXPECT_EQ(RunTool(machine, row.arguments), 0);
-        EXPECT_NE(LogText(machine).find(row.log), std::string::npos) << LogText(machine);
-    }
-}
-
 TEST(RunDriver, ElapsedTimesAreWholeMillisecondsCutDown) {
     Machine machine = MakeIncrementalMachine();
     machine.clock.perReading = std::chrono::nanoseconds(1'999'999);

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+// What stands in the file is tested by the images whose names begin with "log".
+
 namespace saltrove {
 namespace {
 
@@ -26,51 +28,13 @@ TEST(RunLog, IsSwitchedOnByADwordOfOneAlone) {
     }
 }
 
-TEST(RunLog, StaysOffForAnUnknownProductAndBeforeItIsStarted) {
-    Machine machine = MakeMachine();
-    {
-        const platform::simulated::MachineScope scope(machine);
-        WriteRunLog(u"too early");
-        InitRunLog(u"no such product");
-        WriteRunLog(u"line");
-        InitRunLog(kProduct);
-        CloseRunLog();
-        WriteRunLog(u"too late");
-    }
-    EXPECT_EQ(LogBytes(machine), "(no log)");
-    EXPECT_EQ(machine.CallCount("GetFileAttributesW"), 0U);
-}
-
-TEST(RunLog, WritesOneByteACharacterAndCrLf) {
-    Machine machine = MakeMachine();
-    RunWithLog(machine, [] {
-        WriteRunLog(u"caf\u00E9 \u00FF\u0001");
-        WriteRunLog(u"");
-        WriteRunLog(u"ends in a line feed\n");
-    });
-    RunWithLog(machine, [] { WriteRunLog(u"second run"); });
-    EXPECT_EQ(LogBytes(machine), kStamp + "caf\xE9 \xFF\x01\r\n" + kStamp + "\r\n" + kStamp +
-                                     "ends in a line feed\r\n\r\n" + kStamp + "second run\r\n");
-    EXPECT_EQ(NumbersOf(machine, "_wfsopen"), std::vector<std::uint64_t>{64}) << "shared with all";
-}
-
 TEST(RunLog, EachLineIsWithTheSystemWhenItsCallReturns) {
     Machine machine = MakeMachine();
     RunWithLog(machine, [&] {
         WriteRunLog(u"first");
         EXPECT_EQ(LogBytes(machine), kStamp + "first\r\n");
     });
-}
-
-TEST(RunLog, ACharacterWithoutAByteEndsIt) {
-    Machine machine = MakeMachine();
-    RunWithLog(machine, [&] {
-        WriteRunLog(u"whole");
-        WriteRunLog(u"cut \u4E2D here");
-        WriteRunLog(u"lost");
-        EXPECT_EQ(LogBytes(machine), kStamp + "whole\r\n");
-    });
-    EXPECT_EQ(LogBytes(machine), kStamp + "whole\r\n" + kStamp + "cut ");
+    EXPECT_EQ(NumbersOf(machine, "_wfsopen"), std::vector<std::uint64_t>{64}) << "shared with all";
 }
 
 TEST(RunLog, AFailedWriteOrFlushEndsIt) {
@@ -87,21 +51,6 @@ TEST(RunLog, AFailedWriteOrFlushEndsIt) {
         EXPECT_EQ(LogText(machine).find("three"), std::string::npos);
         EXPECT_EQ(machine.CallCount("GetLocalTime"), 3U) << "nothing but the file is given up";
     }
-}
-
-TEST(RunLog, WithoutItsDirectoryNothingIsMadeAndNothingTriedAgain) {
-    Machine machine = MakeMachine();
-    machine.drive.Remove(u"C:\\Windows\\Temp");
-    RunWithLog(machine, [] {
-        WriteRunLog(u"one");
-        WriteRunLog(u"two");
-    });
-    EXPECT_EQ(machine.drive.Find(u"C:\\Windows\\Temp"), nullptr);
-    EXPECT_EQ(machine.CallCount("GetFileAttributesW"), 1U);
-
-    machine.drive.AddFile(u"C:\\Windows\\Temp", "a file in the directory's place");
-    RunWithLog(machine, [] { WriteRunLog(u"one"); });
-    EXPECT_EQ(LogBytes(machine), "(no log)");
 }
 
 }  // namespace

@@ -5,33 +5,27 @@
 
 #include <gtest/gtest.h>
 
-#include <vector>
+#include <string>
+#include <utility>
 
 namespace platform {
 namespace {
 
+using namespace std::string_literals;
 using contract::kFolder;
 using contract::PutFile;
 
 TEST(FileContract, AttributesTellWhatAPathIs) {
     PutFile(kFolder + u"attributes\\file.msp", "x");
-    const struct {
-        std::u16string path;
-        bool isThere;
-        bool isDirectory;
-    } cases[] = {
-        {kFolder + u"attributes\\FILE.MSP", true, false},
-        {kFolder + u"Attributes", true, true},
-        {u"C:/Saltrove Contract/./attributes/file.msp", true, false},
-        {kFolder + u"attributes\\none.msp", false, false},
-        {kFolder + u"none\\file.msp", false, false},
-        {u"", false, false},
-    };
-    for (const auto& row : cases) {
-        const DWORD attributes = GetFileAttributesW(row.path.c_str());
-        EXPECT_EQ(attributes != INVALID_FILE_ATTRIBUTES, row.isThere);
-        EXPECT_EQ(row.isThere && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0, row.isDirectory);
+    const std::pair<std::u16string, bool> present[] = {
+        {u"attributes\\FILE.MSP", false}, {u"./attributes/file.msp", false}, {u"Attributes", true}};
+    for (const auto& [path, isDirectory] : present) {
+        const DWORD attributes = GetFileAttributesW((kFolder + path).c_str());
+        EXPECT_NE(attributes, INVALID_FILE_ATTRIBUTES);
+        EXPECT_EQ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0, isDirectory);
     }
+    for (const std::u16string& path : {kFolder + u"none.msp", kFolder + u"none\\x", u""s})
+        EXPECT_EQ(GetFileAttributesW(path.c_str()), INVALID_FILE_ATTRIBUTES);
 }
 
 TEST(FileContract, ASearchDeliversInNameOrderWhateverTheLetterCase) {
@@ -60,16 +54,14 @@ TEST(FileContract, ADeletionTellsWhyItFailed) {
     PutFile(folder + u"read-only.msp", "x");
     contract::SetReadOnly(folder + u"read-only.msp", true);
     FILE* const held = _wfsopen((folder + u"held.msp").c_str(), u"at", _SH_DENYNO);
-    const struct {
-        const char16_t* name;
-        DWORD error;
-    } cases[] = {
-        {u"none.msp", 2},      {u"none\\none.msp", 3}, {u"folder.msp", 5},
-        {u"read-only.msp", 5}, {u"held.msp", 32},
-    };
-    for (const auto& row : cases) {
-        EXPECT_EQ(DeleteFileW((folder + row.name).c_str()), 0);
-        EXPECT_EQ(GetLastError(), row.error);
+    const std::pair<const char16_t*, DWORD> cases[] = {{u"none.msp", 2},
+                                                       {u"none\\none.msp", 3},
+                                                       {u"folder.msp", 5},
+                                                       {u"read-only.msp", 5},
+                                                       {u"held.msp", 32}};
+    for (const auto& [name, error] : cases) {
+        EXPECT_EQ(DeleteFileW((folder + name).c_str()), 0);
+        EXPECT_EQ(GetLastError(), error);
     }
     ASSERT_EQ(fclose(held), 0);
     contract::SetReadOnly(folder + u"read-only.msp", false);
@@ -81,7 +73,6 @@ TEST(FileContract, ADeletionAtTheNextRestartIsAddedToThoseThereAre) {
     const char16_t* const kSessionManager = u"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
     const RegistryKey key =
         CreateKey(HKEY_LOCAL_MACHINE, kSessionManager, KEY_WRITE | KEY_QUERY_VALUE);
-    using namespace std::string_literals;
     const std::u16string there = u"\\??\\C:\\old\0\0\\??\\C:\\from\0!\\??\\C:\\to\0\0"s;
     const std::u16string path = kFolder + u"Restart.msp";
     PutFile(path, "x");
@@ -101,10 +92,10 @@ TEST(FileContract, ADeletionAtTheNextRestartIsAddedToThoseThereAre) {
 }
 
 TEST(FileContract, AFullPathIsMeasuredWithItsTerminator) {
-    const std::u16string cases[] = {u"D:\\Tools\\shell.exe", u"C:\\a\\..\\b.exe", u"C:\\a", u""};
-    const DWORD sizes[] = {19, 9, 5, 0};
-    for (std::size_t i = 0; i < std::size(cases); ++i)
-        EXPECT_EQ(GetFullPathNameW(cases[i].c_str(), 0, nullptr, nullptr), sizes[i]);
+    const std::pair<const char16_t*, DWORD> cases[] = {
+        {u"D:\\Tools\\shell.exe", 19}, {u"C:\\a\\..\\b.exe", 9}, {u"C:\\a", 5}, {u"", 0}};
+    for (const auto& [path, size] : cases)
+        EXPECT_EQ(GetFullPathNameW(path, 0, nullptr, nullptr), size);
     EXPECT_GT(GetFullPathNameW(u"shell.exe", 0, nullptr, nullptr), 10U);
     char16_t windows[MAX_PATH] = {};
     const UINT length = GetWindowsDirectoryW(windows, MAX_PATH);

@@ -2,6 +2,7 @@
 #include "platform/files.h"
 #include "platform/installer_handle.h"
 #include "platform/registry_access.h"
+#include "platform/wide_text.h"
 #include "support/host_files.h"
 
 #include <gtest/gtest.h>
@@ -11,8 +12,8 @@ namespace {
 
 const char16_t* const kProduct = u"{12345678-9ABC-DEF0-1234-56789ABCDEF0}";
 const std::u16string kPackedProduct = u"87654321CBA90FED21436587A9CBED0F";
-const char16_t* const kPatches[] = {u"{00000000-0000-0000-0000-00000000000A}",
-                                    u"{00000000-0000-0000-0000-00000000000B}"};
+const std::u16string kPatches[] = {u"{00000000-0000-0000-0000-00000000000A}",
+                                   u"{00000000-0000-0000-0000-00000000000B}"};
 const std::u16string kPackedPatches[] = {u"000000000000000000000000000000A0",
                                          u"000000000000000000000000000000B0"};
 const std::u16string kClasses = u"SOFTWARE\\Classes\\Installer\\";
@@ -39,61 +40,39 @@ void RegisterProduct() {
     }
 }
 
+/// The patch and the product that are delivered, or the error.
+std::u16string PatchAt(const char16_t* product, DWORD filter, DWORD index) {
+    char16_t patch[39] = {};
+    char16_t target[39] = {};
+    const UINT status = MsiEnumPatchesExW(product, nullptr, MSIINSTALLCONTEXT_MACHINE, filter,
+                                          index, patch, target, nullptr, nullptr, nullptr);
+    return status == 0 ? std::u16string(patch) + target : DecimalText(status);
+}
+
 TEST(InstallerContract, PatchesComeInTheirOrderAndByState) {
     RegisterProduct();
-    const struct {
-        const char16_t* product;
-        DWORD filter;
-        DWORD index;
-        UINT status;
-        const char16_t* patch;
-    } cases[] = {
-        {kProduct, MSIPATCHSTATE_ALL, 0, 0, kPatches[1]},
-        {kProduct, MSIPATCHSTATE_ALL, 1, 0, kPatches[0]},
-        {kProduct, MSIPATCHSTATE_ALL, 2, 259, u""},
-        {kProduct, MSIPATCHSTATE_APPLIED, 0, 0, kPatches[0]},
-        {kProduct, MSIPATCHSTATE_APPLIED, 1, 259, u""},
-        {u"{12345678-9ABC-DEF0-1234-56789ABCDEF1}", MSIPATCHSTATE_ALL, 0, 259, u""},
-    };
-    for (const auto& row : cases) {
-        char16_t patch[39] = {};
-        char16_t target[39] = {};
-        EXPECT_EQ(MsiEnumPatchesExW(row.product, nullptr, MSIINSTALLCONTEXT_MACHINE, row.filter,
-                                    row.index, patch, target, nullptr, nullptr, nullptr),
-                  row.status);
-        if (row.status == 0) {
-            EXPECT_EQ(std::u16string(patch), row.patch);
-            EXPECT_EQ(std::u16string(target), row.product);
-        }
-    }
+    EXPECT_EQ(PatchAt(kProduct, MSIPATCHSTATE_ALL, 0), kPatches[1] + kProduct);
+    EXPECT_EQ(PatchAt(kProduct, MSIPATCHSTATE_ALL, 1), kPatches[0] + kProduct);
+    EXPECT_EQ(PatchAt(kProduct, MSIPATCHSTATE_ALL, 2), u"259");
+    EXPECT_EQ(PatchAt(kProduct, MSIPATCHSTATE_APPLIED, 0), kPatches[0] + kProduct);
+    EXPECT_EQ(PatchAt(kProduct, MSIPATCHSTATE_APPLIED, 1), u"259");
+    EXPECT_EQ(PatchAt(kPatches[0].c_str(), MSIPATCHSTATE_ALL, 0), u"259") << "no such product";
+}
+
+/// The property, or the error, and behind it the size that the call gave.
+std::u16string Property(const std::u16string& patch, const char16_t* property, DWORD size) {
+    char16_t value[16] = {};
+    const UINT status = MsiGetPatchInfoExW(patch.c_str(), kProduct, nullptr,
+                                           MSIINSTALLCONTEXT_MACHINE, property, value, &size);
+    return (status == 0 ? value : DecimalText(status)) + u" " + DecimalText(size);
 }
 
 TEST(InstallerContract, APropertyIsReadWithItsTerminatorOrNotAtAll) {
     RegisterProduct();
-    const struct {
-        const char16_t* patch;
-        const char16_t* property;
-        DWORD size;
-        UINT status;
-        const char16_t* value;
-        DWORD length;
-    } cases[] = {
-        {kPatches[1], u"LocalPackage", 9, 0, u"C:\\x.msp", 8},
-        {kPatches[1], u"LocalPackage", 8, 234, u"", 8},
-        {kPatches[1], u"State", 10, 0, u"2", 1},
-        {u"{00000000-0000-0000-0000-00000000000C}", u"State", 10, 1647, u"", 10},
-    };
-    for (const auto& row : cases) {
-        char16_t value[16] = {};
-        DWORD size = row.size;
-        EXPECT_EQ(MsiGetPatchInfoExW(row.patch, kProduct, nullptr, MSIINSTALLCONTEXT_MACHINE,
-                                     row.property, value, &size),
-                  row.status);
-        EXPECT_EQ(size, row.length);
-        if (row.status == 0) {
-            EXPECT_EQ(std::u16string(value), row.value);
-        }
-    }
+    EXPECT_EQ(Property(kPatches[1], u"LocalPackage", 9), u"C:\\x.msp 8");
+    EXPECT_EQ(Property(kPatches[1], u"LocalPackage", 8), u"234 8");
+    EXPECT_EQ(Property(kPatches[1], u"State", 10), u"2 1");
+    EXPECT_EQ(Property(kProduct, u"State", 10), u"1647 10") << "no such patch";
 }
 
 const char16_t* const kReadOnlyPatchFile = reinterpret_cast<const char16_t*>(32);

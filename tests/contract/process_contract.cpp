@@ -24,7 +24,7 @@ TEST(ModuleContract, APathThatDoesNotFitIsCut) {
     const DWORD length = GetModuleFileNameW(nullptr, path.data(), MAX_PATH);
     ASSERT_LT(length, MAX_PATH);
     EXPECT_EQ(path.find(u'\0'), length);
-    std::u16string cut(MAX_PATH, u'?');
+    std::u16string cut(6, u'?');
     EXPECT_EQ(GetModuleFileNameW(nullptr, cut.data(), 5), 5U);
     EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(cut.substr(0, 4) + cut[5], path.substr(0, 4) + u'?');
@@ -46,13 +46,6 @@ TEST(TokenContract, TheUserIsReadInTwoCalls) {
     const Sid other(made);
     EXPECT_NE(EqualSid(user->User.Sid, user->User.Sid), 0);
     EXPECT_EQ(EqualSid(user->User.Sid, other.get()), 0);
-
-    HANDLE copied = nullptr;
-    EXPECT_EQ(DuplicateTokenEx(token.get(), TOKEN_QUERY, nullptr, SecurityImpersonation,
-                               TokenPrimary, &copied),
-              0)
-        << "the token was opened without TOKEN_DUPLICATE";
-    EXPECT_EQ(copied, nullptr);
 }
 
 TEST(ProcessContract, AFailedCreationLeavesNoHandle) {
@@ -76,41 +69,29 @@ TEST(ProcessContract, AFailedCreationLeavesNoHandle) {
 }
 
 TEST(ProcessContract, ASnapshotEndsAndItsProcessesCanBeAsked) {
-    const HANDLE taken = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-    ASSERT_NE(taken, INVALID_HANDLE_VALUE);
-    const Handle snapshot(taken);
+    const Handle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
     PROCESSENTRY32W entry{};
     EXPECT_EQ(Process32FirstW(snapshot.get(), &entry), 0) << "dwSize is not set";
     entry.dwSize = sizeof(entry);
     int named = 0;
+    DWORD session = 0;
     for (BOOL more = Process32FirstW(snapshot.get(), &entry); more != 0;
          more = Process32NextW(snapshot.get(), &entry)) {
         const Handle process(OpenProcess(PROCESS_QUERY_INFORMATION, 0, entry.th32ProcessID));
         char16_t path[MAX_PATH] = {};
         DWORD size = MAX_PATH;
-        DWORD session = 0;
         if (process && QueryFullProcessImageNameW(process.get(), 0, path, &size) != 0) {
             EXPECT_EQ(size, std::u16string(path).size());
             EXPECT_NE(ProcessIdToSessionId(entry.th32ProcessID, &session), 0);
-            size = 5;
-            EXPECT_EQ(QueryFullProcessImageNameW(process.get(), 0, path, &size), 0);
+            EXPECT_EQ(QueryFullProcessImageNameW(process.get(), 0, path, &(size = 5)), 0);
             ++named;
         }
     }
     EXPECT_EQ(GetLastError(), ERROR_NO_MORE_FILES);
     EXPECT_GT(named, 0);
-    DWORD session = 0;
     EXPECT_NE(ProcessIdToSessionId(GetCurrentProcessId(), &session), 0);
     EXPECT_EQ(ProcessIdToSessionId(0x7FFFFFF1, &session), 0);
     EXPECT_EQ(OpenProcess(PROCESS_QUERY_INFORMATION, 0, 0x7FFFFFF1), nullptr);
-}
-
-TEST(SessionContract, TheListOfSessionsIsGivenBack) {
-    WTS_SESSION_INFOW* sessions = nullptr;
-    DWORD count = 0;
-    const BOOL isGiven = WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, &sessions, &count);
-    const SessionList list(sessions);
-    EXPECT_TRUE(isGiven == 0 || sessions != nullptr || count == 0);
 }
 
 }  // namespace
