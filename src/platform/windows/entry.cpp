@@ -2,6 +2,8 @@
 
 #include "platform/windows/native.h"
 
+#include <algorithm>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -23,8 +25,10 @@ void HardenProcess() {
 /// The entry of a program for the GUI subsystem that takes a wide command line.
 extern "C" int wmain(int argumentCount, wchar_t* arguments[]) {
     HardenProcess();
-    std::vector<std::u16string> texts;
-    for (int i = 0; i < argumentCount; ++i)
-        texts.emplace_back(reinterpret_cast<const char16_t*>(arguments[i]));
+    const std::span given(arguments, static_cast<std::size_t>(argumentCount));
+    std::vector<std::u16string> texts(given.size());
+    std::transform(given.begin(), given.end(), texts.begin(), [](const wchar_t* argument) {
+        return std::u16string(reinterpret_cast<const char16_t*>(argument));
+    });
     return platform::ProgramMain(texts);
 }
