@@ -37,7 +37,7 @@ TEST(UserLaunch, StartsTheProcessUnderTheUsersToken) {
         EXPECT_TRUE(Launch(machine));
         ASSERT_EQ(machine.startedProcesses.size(), 1U);
         EXPECT_EQ(machine.startedProcesses[0].account, kUser);
-        EXPECT_EQ(machine.startedProcesses[0].session, 1U);
+        EXPECT_EQ(machine.startedProcesses[0].session, session == 0 ? 1U : session);
         EXPECT_EQ(machine.startedProcesses[0].commandLine, kCommand);
         const std::string command = "CommandLine to run in user context: "
                                     "C:\\Windows\\Temp\\Saltrove.exe {code} usercontext\n";

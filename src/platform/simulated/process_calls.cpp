@@ -68,9 +68,13 @@ BOOL Deliver(Machine& machine, OpenHandle& snapshot, PROCESSENTRY32W* entry) {
     return 1;
 }
 
+/// Whose session a created process runs in.
+enum class SessionOf { Token, Caller };
+
 /// Creates the process if its program is the running one, which is all that the machine can run.
 BOOL CreateUnderToken(Machine& machine, HANDLE token, const char16_t* commandLine,
-                      const STARTUPINFOW* startupInfo, PROCESS_INFORMATION* information) {
+                      const STARTUPINFOW* startupInfo, PROCESS_INFORMATION* information,
+                      SessionOf sessionOf) {
     constexpr DWORD kNeeded = TOKEN_ASSIGN_PRIMARY | TOKEN_DUPLICATE | TOKEN_QUERY;
     const OpenHandle* opened = LookUp(machine, token, Kind::Token);
     if (opened == nullptr)
@@ -85,7 +89,8 @@ BOOL CreateUnderToken(Machine& machine, HANDLE token, const char16_t* commandLin
     const std::size_t earlier = machine.startedProcesses.size();
     // Of two runs of one program the later one has the higher id, and no id is given twice.
     const DWORD id = earlier == 0 ? machine.process.id + 1 : machine.startedProcesses.back().id + 1;
-    machine.startedProcesses.push_back({id, opened->session, opened->account, commandLine});
+    const DWORD session = sessionOf == SessionOf::Token ? opened->session : machine.process.session;
+    machine.startedProcesses.push_back({id, session, opened->account, commandLine});
     information->hProcess = HandOut(machine, MakeObject(Kind::Process, 0, id));
     information->hThread = HandOut(machine, MakeObject(Kind::Thread, 0, id));
     information->dwProcessId = id;
@@ -249,7 +254,9 @@ BOOL CreateProcessWithTokenW(HANDLE token, DWORD logonFlags, const char16_t* /*a
     Machine& machine = CurrentMachine();
     if (machine.BeginCall("CreateProcessWithTokenW", commandLine, {logonFlags, creationFlags}))
         return 0;
-    return CreateUnderToken(machine, token, commandLine, startupInfo, information);
+    // It uses the token's account alone.
+    return CreateUnderToken(machine, token, commandLine, startupInfo, information,
+                            SessionOf::Caller);
 }
 
 BOOL CreateProcessAsUserW(HANDLE token, const char16_t* /*applicationName*/, char16_t* commandLine,
@@ -262,7 +269,8 @@ BOOL CreateProcessAsUserW(HANDLE token, const char16_t* /*applicationName*/, cha
     if (machine.BeginCall("CreateProcessAsUserW", commandLine,
                           {static_cast<std::uint64_t>(inheritHandles), creationFlags}))
         return 0;
-    return CreateUnderToken(machine, token, commandLine, startupInfo, information);
+    return CreateUnderToken(machine, token, commandLine, startupInfo, information,
+                            SessionOf::Token);
 }
 
 }  // namespace platform
