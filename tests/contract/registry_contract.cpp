@@ -65,6 +65,9 @@ TEST(RegistryContract, AValueIsGivenAsItsBytesAreStored) {
     DWORD size = 4;
     EXPECT_EQ(RegQueryValueExW(key.get(), u"None", nullptr, nullptr, nullptr, &size), 2);
     EXPECT_EQ(RegQueryValueExW(writing.get(), u"Name", nullptr, nullptr, nullptr, &size), 5);
+    const HKEY closed = key.release();
+    EXPECT_EQ(RegCloseKey(closed), 0);
+    EXPECT_EQ(RegQueryValueExW(closed, u"Name", nullptr, nullptr, nullptr, &size), 6);
 }
 
 }  // namespace
