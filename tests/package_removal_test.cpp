@@ -1,6 +1,5 @@
 #include "cleanup/package_removal.h"
 
-#include "platform/simulated/pending_renames.h"
 #include "support/machines.h"
 
 #include <gtest/gtest.h>

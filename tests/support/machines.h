@@ -17,8 +17,6 @@ using platform::simulated::Machine;
 inline const std::u16string kProduct = u"{5B7A90E1-4D2E-4C19-8A54-EC83016FC300}";
 inline const std::u16string kRoot = u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Kelvane\\Kelvane Ostrel\\ZR";
 inline const std::u16string kStore = kRoot + u"\\Cleanup";
-inline const std::u16string kPolicy =
-    u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Policies\\Kelvane\\Kelvane Ostrel\\ZR\\FeatureLockDown";
 inline const std::u16string kCache = u"C:\\Windows\\Installer\\";
 inline const std::u16string kLog = u"C:\\Windows\\Temp\\PatchCleanuplog.txt";
 
