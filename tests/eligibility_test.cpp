@@ -49,7 +49,20 @@ TEST(UserSampling, TakesTheBandOfIRandomOnZR) {
         RunWithLog(machine, [&] { EXPECT_EQ(IsExpEnableForUser(kProduct), row.passes); });
         EXPECT_EQ(LogText(machine),
                   "GetIRandomFromRegistry: Reading iRandom from " + key + "\n" + row.lines);
+        EXPECT_EQ(NumbersOf(machine, "RegOpenKeyExW"), (std::vector<std::uint64_t>{0, 0x20019}));
     }
+}
+
+TEST(UserSampling, SaysWhyThereIsNoNumber) {
+    Machine machine = MakeMachine();
+    AddFault(machine, "RegOpenKeyExW", kRoot + u"\\WebResource", 5);
+    RunWithLog(machine, [] {
+        EXPECT_EQ(GetIRandomFromRegistry(kProduct), -1);
+        EXPECT_EQ(GetIRandomFromRegistry(u"short"), -1);
+    });
+    EXPECT_NE(LogText(machine).find("\\ZR\\WebResource (Error 5)\nGetIRandomFromRegistry: Unknown "
+                                    "product track from ProductCode.\n"),
+              std::string::npos);
 }
 
 }  // namespace

@@ -16,7 +16,8 @@ Machine Read(const std::string& bytes) {
     return machine;
 }
 
-TEST(MachineIni, SaysWhatTheMachineIs) {
+// The plain lines are read by every image.
+TEST(MachineIni, TakesWhatIsOddInALineAsItIs) {
     Machine machine = Read("\xEF\xBB\xBF; comment\r\n"
                            "[key-errors]\nHKEY_CURRENT_USER\\A=B = 5\n"
                            "[process]\r\n account = S-1-5-21-1-2-3-500 \r\nsession=2\n"
@@ -24,32 +25,19 @@ TEST(MachineIni, SaysWhatTheMachineIs) {
                            "[clock]\nutc = 2026-11-18T07:37:42.123Z\noffset = -90\n"
                            "[windows]\ndirectory =\n"
                            "[missing]\nMSI.dll =\nmsi.dll!MsiGetPatchInfoExW =\n"
-                           "[sessions]\n3 = disconnected\n1 = active\n"
                            "[processes]\n4711 = 1, S-1-5-21-9, C:\\Windows\\a, b.exe\n"
                            "[delete-errors]\nC:\\x=y\\a.msp = 32\n"
                            "[mark-errors]\nc:\\X\\A.msp = 1314\n"
                            "[create-errors]\nHKEY_LOCAL_MACHINE\\C = 4294967295\n");
-    EXPECT_EQ(machine.process.account, u"S-1-5-21-1-2-3-500");
-    EXPECT_EQ(machine.process.session, 2U);
     EXPECT_EQ(machine.process.module, u"D:\\some tools\\\u00E9=1.exe");
-    EXPECT_EQ(machine.clock.utc->time_since_epoch().count(), 1'794'987'462'123);
     EXPECT_EQ(machine.clock.offset.count(), -90);
     EXPECT_EQ(machine.windowsDirectory, u"");
     EXPECT_TRUE(machine.IsMissing(u"msi.dll", ""));
-    EXPECT_EQ(machine.missing.at(1).function, "MsiGetPatchInfoExW");
-    ASSERT_EQ(machine.sessions.size(), 2U);
-    EXPECT_EQ(machine.sessions[0].id, 3U);
-    EXPECT_FALSE(machine.sessions[0].isActive);
-    EXPECT_TRUE(machine.sessions[1].isActive);
-    EXPECT_EQ(machine.processes.at(0).id, 4711U);
-    EXPECT_EQ(machine.processes[0].account, u"S-1-5-21-9");
-    EXPECT_EQ(machine.processes[0].imagePath, u"C:\\Windows\\a, b.exe");
+    EXPECT_EQ(machine.processes.at(0).imagePath, u"C:\\Windows\\a, b.exe");
     EXPECT_EQ(machine.faults.Meet("DeleteFileW", u"C:\\X=Y\\A.MSP"), 32U);
-    EXPECT_EQ(machine.faults.Meet("DeleteFileW", u"C:\\X\\A.MSP"), std::nullopt);
     EXPECT_EQ(machine.faults.Meet("MoveFileExW", u"C:\\x\\a.msp"), 1314U);
     const std::u16string key = u"HKEY_USERS\\S-1-5-21-1-2-3-500\\a=b";
     EXPECT_EQ(machine.faults.Meet("RegOpenKeyExW", key), 5U);
-    EXPECT_EQ(machine.faults.Meet("RegCreateKeyExW", key), 5U);
     EXPECT_EQ(machine.faults.Meet("RegOpenKeyExW", key + u"\\below"), std::nullopt);
     EXPECT_EQ(machine.faults.Meet("RegCreateKeyExW", u"HKEY_LOCAL_MACHINE\\C"), 4294967295U);
     EXPECT_EQ(machine.faults.Meet("RegOpenKeyExW", u"HKEY_LOCAL_MACHINE\\C"), std::nullopt);

@@ -33,19 +33,6 @@ TEST(InstallerQuery, ReadsANumberAsFarAsItGoes) {
         EXPECT_EQ(ReadDecimalPrefix(text), 0);
 }
 
-TEST(InstallerQuery, PackageNameIsTakenInAnyTypeAndWithoutATerminator) {
-    Machine machine = MakeIncrementalMachine();
-    const MachineScope scope(machine);
-    machine.registry.SetValue(SourceListKey(0), u"PackageName", platform::REG_BINARY,
-                              {u'a', 0, u'b', 0});
-    EXPECT_EQ(ReadPackageName(PatchCode(0)), u"ab");
-    machine.registry.SetValue(SourceListKey(0), u"PackageName", platform::REG_SZ,
-                              platform::simulated::ValueData(520, 'y'));
-    EXPECT_EQ(ReadPackageName(PatchCode(0)), std::u16string(260, 0x7979));
-    EXPECT_EQ(ReadPackageName(u"no guid"), std::nullopt);
-    ExpectNothingOpen(machine);
-}
-
 TEST(PatchRecord, AFailureEmptiesAFieldOrTakesThePatchAway) {
     Machine machine = MakeIncrementalMachine();
     machine.registry.RemoveValue(PackageKey(0), u"LocalPackage");

@@ -13,16 +13,6 @@ using namespace test;
 
 const std::u16string kVersion = u"24.3.20790.15";
 
-TEST(RunDriver, AWrongNumberOfArgumentsEndsItBeforeAnything) {
-    for (const std::size_t count : {0U, 1U, 4U, 5U}) {
-        Machine machine = MakeIncrementalMachine();
-        const auto generation = machine.registry.Generation();
-        EXPECT_EQ(RunTool(machine, std::vector<std::u16string>(count, u"x")), 1);
-        EXPECT_TRUE(machine.callCounts.empty());
-        EXPECT_EQ(machine.registry.Generation(), generation);
-    }
-}
-
 TEST(RunDriver, ElapsedTimesAreWholeMillisecondsCutDown) {
     Machine machine = MakeIncrementalMachine();
     machine.clock.perReading = std::chrono::nanoseconds(1'999'999);

@@ -13,21 +13,6 @@ using namespace test;
 
 const std::string kStamp = "[2026-11-18 07:37:42.000] ";
 
-TEST(RunLog, IsSwitchedOnByADwordOfOneAlone) {
-    const struct {
-        const char* value;
-        bool isOn;
-    } cases[] = {{"dword:1", true}, {"dword:0", false},         {"dword:2", false},
-                 {"\"1\"", false},  {"hex:01,00,00,00", false}, {"hex(4):01,00,00,00,00", false}};
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.value);
-        Machine machine = MakeMachine();
-        SetValue(machine, kStore, "\"EnablePatchCleanuplog\"=" + std::string(row.value));
-        RunWithLog(machine, [] { WriteRunLog(u"line"); });
-        EXPECT_EQ(LogBytes(machine), row.isOn ? kStamp + "line\r\n" : "(no log)");
-    }
-}
-
 TEST(RunLog, EachLineIsWithTheSystemWhenItsCallReturns) {
     Machine machine = MakeMachine();
     RunWithLog(machine, [&] {
@@ -51,6 +36,16 @@ TEST(RunLog, AFailedWriteOrFlushEndsIt) {
         EXPECT_EQ(LogText(machine).find("three"), std::string::npos);
         EXPECT_EQ(machine.CallCount("GetLocalTime"), 3U) << "nothing but the file is given up";
     }
+}
+
+TEST(RunLog, AFileThatCannotBeOpenedIsNotTriedAgain) {
+    Machine machine = MakeMachine();
+    AddFault(machine, "_wfsopen", kLog, 13);
+    RunWithLog(machine, [] {
+        WriteRunLog(u"one");
+        WriteRunLog(u"two");
+    });
+    EXPECT_EQ(machine.CallCount("_wfsopen"), 1U);
 }
 
 }  // namespace

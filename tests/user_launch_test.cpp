@@ -118,17 +118,6 @@ TEST(UserLaunch, ALineThatDoesNotFitIsGivenUpBeforeTheShellIsOpened) {
     EXPECT_EQ(machine.CallCount("OpenProcessToken"), 1U);
 }
 
-TEST(UserLaunch, TheModulePathIsWholeOrNone) {
-    Machine machine = MakeUserMachine();
-    const platform::simulated::MachineScope scope(machine);
-    machine.process.module = std::u16string(259, u'm');
-    EXPECT_EQ(GetModulePath(), machine.process.module);
-    machine.process.module += u'm';
-    EXPECT_EQ(GetModulePath(), u"");
-    EXPECT_EQ(BuildRelaunchCommandLine(u"C:\\a.exe", u"{c}"), u"C:\\a.exe {c} usercontext");
-    EXPECT_EQ(BuildRelaunchCommandLine(u"C:\\a b.exe", u"{c}"), u"\"C:\\a b.exe\" {c} usercontext");
-}
-
 TEST(UserLaunch, OnlyLocalSystemIsTheSystemContext) {
     const struct {
         const char16_t* account;

@@ -1,5 +1,6 @@
 #include "platform/modules.h"
 #include "platform/process_access.h"
+#include "usercontext/user_launch.h"
 
 #include <gtest/gtest.h>
 
@@ -48,7 +49,7 @@ TEST(TokenContract, TheUserIsReadInTwoCalls) {
     EXPECT_EQ(EqualSid(user->User.Sid, other.get()), 0);
 }
 
-TEST(ProcessContract, AFailedCreationLeavesNoHandle) {
+TEST(ProcessContract, AProcessIsCreatedUnderATokenOrNot) {
     constexpr DWORD kAccess = TOKEN_ASSIGN_PRIMARY | TOKEN_DUPLICATE | TOKEN_QUERY;
     HANDLE opened = nullptr;
     ASSERT_NE(OpenProcessToken(GetCurrentProcess(), kAccess, &opened), 0);
@@ -57,15 +58,35 @@ TEST(ProcessContract, AFailedCreationLeavesNoHandle) {
                                nullptr, SecurityImpersonation, TokenPrimary, &opened),
               0);
     const Handle token(opened);
-    STARTUPINFOW startupInfo{};
-    startupInfo.cb = sizeof(startupInfo);
-    PROCESS_INFORMATION information{};
-    std::u16string commandLine = u"C:\\none.exe {X} usercontext";
-    EXPECT_EQ(CreateProcessAsUserW(token.get(), nullptr, commandLine.data(), nullptr, nullptr, 0,
-                                   CREATE_NO_WINDOW, nullptr, nullptr, &startupInfo, &information),
-              0);
-    EXPECT_EQ(information.hProcess, nullptr);
-    EXPECT_EQ(information.hThread, nullptr);
+    char16_t self[MAX_PATH] = {};
+    ASSERT_NE(GetModuleFileNameW(nullptr, self, MAX_PATH), 0U);
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    for (const std::u16string& program : {std::u16string(self), std::u16string(u"C:\\none.exe")}) {
+        for (const bool isInTokensSession : {false, true}) {
+            std::u16string line = u"\"" + program + u"\" --gtest_filter=None";
+            PROCESS_INFORMATION information{};
+            const BOOL isCreated =
+                isInTokensSession ? CreateProcessAsUserW(token.get(), nullptr, line.data(), nullptr,
+                                                         nullptr, 0, CREATE_NO_WINDOW, nullptr,
+                                                         nullptr, &startup, &information)
+                                  : CreateProcessWithTokenW(token.get(), 0, nullptr, line.data(),
+                                                            CREATE_NO_WINDOW, nullptr, nullptr,
+                                                            &startup, &information);
+            const Handle process(information.hProcess);
+            const Handle thread(information.hThread);
+            EXPECT_EQ(isCreated != 0, program == self);
+            EXPECT_EQ(process != nullptr && thread != nullptr, program == self);
+        }
+    }
+}
+
+TEST(SessionContract, TheSessionsAreAnArrayToBeGivenBack) {
+    WTS_SESSION_INFOW* sessions = nullptr;
+    DWORD count = 77;
+    EXPECT_NE(WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, &sessions, &count), 0);
+    EXPECT_LT(count, 77U);
+    SessionList(sessions).reset();
 }
 
 TEST(ProcessContract, ASnapshotEndsAndItsProcessesCanBeAsked) {
@@ -92,6 +113,10 @@ TEST(ProcessContract, ASnapshotEndsAndItsProcessesCanBeAsked) {
     EXPECT_NE(ProcessIdToSessionId(GetCurrentProcessId(), &session), 0);
     EXPECT_EQ(ProcessIdToSessionId(0x7FFFFFF1, &session), 0);
     EXPECT_EQ(OpenProcess(PROCESS_QUERY_INFORMATION, 0, 0x7FFFFFF1), nullptr);
+}
+
+TEST(SessionContract, TheWayToTheUsersShellEndsWithoutAProcess) {
+    EXPECT_FALSE(saltrove::LaunchProcessInUserContext(u"C:\\none.exe"));
 }
 
 }  // namespace
