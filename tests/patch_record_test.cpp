@@ -9,7 +9,6 @@ namespace saltrove {
 namespace {
 
 using namespace test;
-using platform::simulated::MachineScope;
 
 TEST(InstallerQuery, PacksAGuidInBracesAndNothingElse) {
     EXPECT_EQ(PackGuid(u"{12345678-9ABC-DEF0-1234-56789ABCDEF0}"),
