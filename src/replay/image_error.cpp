@@ -4,8 +4,15 @@
 
 namespace replay {
 
+namespace {
+
+std::string PlaceOf(std::string file, std::size_t line) {
+    return line == 0 ? file : file.append(":").append(std::to_string(line));
+}
+
+}  // namespace
+
 ImageError::ImageError(const std::string& file, std::size_t line, const std::string& reason)
-    : std::runtime_error(
-          EscapeControls(file + (line == 0 ? "" : ":" + std::to_string(line)) + ": " + reason)) {}
+    : std::runtime_error(EscapeControls(PlaceOf(file, line) + ": " + reason)) {}
 
 }  // namespace replay

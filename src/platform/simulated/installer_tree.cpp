@@ -41,9 +41,9 @@ std::u16string Pack(std::u16string_view braced) {
 }
 
 std::u16string Unpack(std::u16string_view packed) {
-    std::u16string braced = u"{" + TurnRuns(packed) + u"}";
+    std::u16string braced = u'{' + TurnRuns(packed) + u'}';
     for (const std::size_t hyphen : {9U, 14U, 19U, 24U})
-        braced.insert(hyphen, u"-");
+        braced.insert(hyphen, 1, u'-');
     return braced;
 }
 

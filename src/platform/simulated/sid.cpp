@@ -25,7 +25,8 @@ std::uint64_t TakeNumber(std::u16string_view& text) {
 std::vector<BYTE> MakeSid(const SID_IDENTIFIER_AUTHORITY& authority,
                           const std::vector<DWORD>& parts) {
     std::vector<BYTE> sid = {kRevision, static_cast<BYTE>(parts.size())};
-    sid.insert(sid.end(), std::begin(authority.Value), std::end(authority.Value));
+    for (const BYTE byte : authority.Value)
+        sid.push_back(byte);
     for (const DWORD part : parts) {
         for (unsigned shift = 0; shift < 8 * kPartSize; shift += 8)
             sid.push_back(static_cast<BYTE>(part >> shift & 0xFFU));
