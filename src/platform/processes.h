@@ -134,8 +134,8 @@ void* FreeSid(PSID sid);
                                     HANDLE* newToken);
 
 /// Create a process under a token, the first in the session of the calling process, the second in
-/// that of the token. `commandLine` may be written to. On success `information` holds
-/// two handles to be closed; otherwise it is left as it was.
+/// that of the token. `commandLine` may be written to. On success `information` holds two handles
+/// to be closed; otherwise it is left as it was.
 [[nodiscard]] BOOL CreateProcessWithTokenW(HANDLE token, DWORD logonFlags,
                                            const char16_t* applicationName, char16_t* commandLine,
                                            DWORD creationFlags, void* environment,

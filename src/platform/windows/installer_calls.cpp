@@ -10,14 +10,18 @@ namespace platform {
 
 namespace {
 
-/// What each call gives where Windows Installer or the function is missing.
-constexpr UINT kNoSuchCall = 127;  // ERROR_PROC_NOT_FOUND
+static_assert(std::is_same_v<::MSIHANDLE, ::DWORD>);
 
 template <typename Function>
 Function* FindInstallerCall(const char* name) {
     return FindLateCall<Function>(L"msi.dll", name);
 }
-static_assert(std::is_same_v<::MSIHANDLE, ::DWORD>);
+
+/// Makes the call, or fails where Windows Installer or the function is missing.
+template <typename Function, typename... Arguments>
+UINT CallInstaller(Function* call, Arguments... arguments) {
+    return call == nullptr ? ERROR_PROC_NOT_FOUND : call(arguments...);
+}
 
 }  // namespace
 
@@ -25,11 +29,10 @@ UINT MsiEnumPatchesExW(const char16_t* productCode, const char16_t* userSid, DWO
                        DWORD filter, DWORD index, char16_t* patchCode, char16_t* targetProductCode,
                        DWORD* targetContext, char16_t* targetUserSid, DWORD* targetUserSidLength) {
     static const auto call = FindInstallerCall<decltype(::MsiEnumPatchesExW)>("MsiEnumPatchesExW");
-    if (call == nullptr)
-        return kNoSuchCall;
-    return call(Native(productCode), Native(userSid), context, filter, index, Native(patchCode),
-                Native(targetProductCode), reinterpret_cast<::MSIINSTALLCONTEXT*>(targetContext),
-                Native(targetUserSid), Native(targetUserSidLength));
+    return CallInstaller(call, Native(productCode), Native(userSid), context, filter, index,
+                         Native(patchCode), Native(targetProductCode),
+                         reinterpret_cast<::MSIINSTALLCONTEXT*>(targetContext),
+                         Native(targetUserSid), Native(targetUserSidLength));
 }
 
 UINT MsiGetPatchInfoExW(const char16_t* patchCode, const char16_t* productCode,
@@ -37,49 +40,41 @@ UINT MsiGetPatchInfoExW(const char16_t* patchCode, const char16_t* productCode,
                         char16_t* value, DWORD* size) {
     static const auto call =
         FindInstallerCall<decltype(::MsiGetPatchInfoExW)>("MsiGetPatchInfoExW");
-    if (call == nullptr)
-        return kNoSuchCall;
-    return call(Native(patchCode), Native(productCode), Native(userSid),
-                static_cast<::MSIINSTALLCONTEXT>(context), Native(property), Native(value),
-                Native(size));
+    return CallInstaller(call, Native(patchCode), Native(productCode), Native(userSid),
+                         static_cast<::MSIINSTALLCONTEXT>(context), Native(property), Native(value),
+                         Native(size));
 }
 
 UINT MsiOpenDatabaseW(const char16_t* path, const char16_t* persist, MSIHANDLE* database) {
     static const auto call = FindInstallerCall<decltype(::MsiOpenDatabaseW)>("MsiOpenDatabaseW");
-    if (call == nullptr)
-        return kNoSuchCall;
-    return call(Native(path), Native(persist), Native(database));
+    return CallInstaller(call, Native(path), Native(persist), Native(database));
 }
 
 UINT MsiDatabaseOpenViewW(MSIHANDLE database, const char16_t* query, MSIHANDLE* view) {
     static const auto call =
         FindInstallerCall<decltype(::MsiDatabaseOpenViewW)>("MsiDatabaseOpenViewW");
-    if (call == nullptr)
-        return kNoSuchCall;
-    return call(database, Native(query), Native(view));
+    return CallInstaller(call, database, Native(query), Native(view));
 }
 
 UINT MsiViewExecute(MSIHANDLE view, MSIHANDLE record) {
     static const auto call = FindInstallerCall<decltype(::MsiViewExecute)>("MsiViewExecute");
-    return call == nullptr ? kNoSuchCall : call(view, record);
+    return CallInstaller(call, view, record);
 }
 
 UINT MsiViewFetch(MSIHANDLE view, MSIHANDLE* record) {
     static const auto call = FindInstallerCall<decltype(::MsiViewFetch)>("MsiViewFetch");
-    return call == nullptr ? kNoSuchCall : call(view, Native(record));
+    return CallInstaller(call, view, Native(record));
 }
 
 UINT MsiRecordGetStringW(MSIHANDLE record, UINT field, char16_t* value, DWORD* size) {
     static const auto call =
         FindInstallerCall<decltype(::MsiRecordGetStringW)>("MsiRecordGetStringW");
-    if (call == nullptr)
-        return kNoSuchCall;
-    return call(record, field, Native(value), Native(size));
+    return CallInstaller(call, record, field, Native(value), Native(size));
 }
 
 UINT MsiCloseHandle(MSIHANDLE handle) {
     static const auto call = FindInstallerCall<decltype(::MsiCloseHandle)>("MsiCloseHandle");
-    return call == nullptr ? kNoSuchCall : call(handle);
+    return CallInstaller(call, handle);
 }
 
 }  // namespace platform
