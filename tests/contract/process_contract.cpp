@@ -1,6 +1,6 @@
 #include "platform/modules.h"
 #include "platform/process_access.h"
-#include "usercontext/user_launch.h"
+#include "usercontext/shell_resolution.h"
 
 #include <gtest/gtest.h>
 
@@ -94,7 +94,7 @@ TEST(ProcessContract, ASnapshotEndsAndItsProcessesCanBeAsked) {
     PROCESSENTRY32W entry{};
     EXPECT_EQ(Process32FirstW(snapshot.get(), &entry), 0) << "dwSize is not set";
     entry.dwSize = sizeof(entry);
-    int named = 0;
+    std::u16string named;
     DWORD session = 0;
     for (BOOL more = Process32FirstW(snapshot.get(), &entry); more != 0;
          more = Process32NextW(snapshot.get(), &entry)) {
@@ -102,21 +102,19 @@ TEST(ProcessContract, ASnapshotEndsAndItsProcessesCanBeAsked) {
         char16_t path[MAX_PATH] = {};
         DWORD size = MAX_PATH;
         if (process && QueryFullProcessImageNameW(process.get(), 0, path, &size) != 0) {
-            EXPECT_EQ(size, std::u16string(path).size());
+            const std::u16string full(path);
+            EXPECT_EQ(size, full.size());
             EXPECT_NE(ProcessIdToSessionId(entry.th32ProcessID, &session), 0);
             EXPECT_EQ(QueryFullProcessImageNameW(process.get(), 0, path, &(size = 5)), 0);
-            ++named;
+            named = full;
         }
     }
     EXPECT_EQ(GetLastError(), ERROR_NO_MORE_FILES);
-    EXPECT_GT(named, 0);
+    EXPECT_NE(named, u"");
+    EXPECT_EQ(saltrove::FindShellProcessId(named), 0U) << "nobody is signed in";
     EXPECT_NE(ProcessIdToSessionId(GetCurrentProcessId(), &session), 0);
     EXPECT_EQ(ProcessIdToSessionId(0x7FFFFFF1, &session), 0);
     EXPECT_EQ(OpenProcess(PROCESS_QUERY_INFORMATION, 0, 0x7FFFFFF1), nullptr);
-}
-
-TEST(SessionContract, TheWayToTheUsersShellEndsWithoutAProcess) {
-    EXPECT_FALSE(saltrove::LaunchProcessInUserContext(u"C:\\none.exe"));
 }
 
 }  // namespace
