@@ -1,7 +1,7 @@
-#include "platform/simulated/package_database.h"
-#include "replay/image_error.h"
-#include "replay/machine_ini.h"
-#include "replay/reg_file.h"
+#include "image/image_error.h"
+#include "image/machine_ini.h"
+#include "image/reg_file.h"
+#include "platform/simulated/packages/package_database.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -27,11 +27,11 @@ void ReadPackage(std::string bytes) {
 /// What is read has to be written in a form that reads as the same.
 void ReadRegistry(const std::string& bytes) {
     platform::simulated::Registry registry;
-    replay::ReadRegFile("fuzz.reg", bytes, u"S-1-5-18", registry);
-    const std::string written = replay::FormatRegFile(registry);
+    image::ReadRegFile("fuzz.reg", bytes, u"S-1-5-18", registry);
+    const std::string written = image::FormatRegFile(registry);
     platform::simulated::Registry again;
-    replay::ReadRegFile("again.reg", written, u"S-1-5-18", again);
-    if (replay::FormatRegFile(again) != written)
+    image::ReadRegFile("again.reg", written, u"S-1-5-18", again);
+    if (image::FormatRegFile(again) != written)
         __builtin_trap();
 }
 
@@ -51,9 +51,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             break;
         default:
             platform::simulated::Machine machine;
-            replay::ReadMachineIni("fuzz.ini", bytes, machine);
+            image::ReadMachineIni("fuzz.ini", bytes, machine);
         }
-    } catch (const replay::ImageError&) {
+    } catch (const image::ImageError&) {
         // A fault that is named is what a reader is to give.
     }
     return 0;

@@ -19,6 +19,16 @@ TEST(CleanupInterval, IsNinetyDaysAndWraps) {
     EXPECT_FALSE(HasIntervalPassed(100, 0xFFFFFFFF)) << "behind 2106 the numbers begin anew";
 }
 
+TEST(FeatureLock, AnEmptyNumberIsZeroAndForbids) {
+    Machine machine = MakeMachine();
+    const std::u16string key =
+        u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Policies\\Kelvane\\Kelvane Ostrel\\ZR\\FeatureLockDown";
+    SetValue(machine, key, "\"PatchCleanFlag\"=hex(4):");
+    RunWithLog(machine, [] {
+        EXPECT_EQ(GetPatchCleanupFeatureLockState(kProduct), FeatureLockState::Disabled);
+    });
+}
+
 struct SampleCase {
     const char* value;
     bool passes;

@@ -1,11 +1,11 @@
-#include "replay/machine_ini.h"
+#include "image/machine_ini.h"
 
 #include "support/image_errors.h"
 #include "support/machines.h"
 
 #include <gtest/gtest.h>
 
-namespace replay {
+namespace image {
 namespace {
 
 using test::Machine;
@@ -82,4 +82,4 @@ TEST(MachineIni, NamesPlaceAndReasonOfAFault) {
 }
 
 }  // namespace
-}  // namespace replay
+}  // namespace image

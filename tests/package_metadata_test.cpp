@@ -1,6 +1,6 @@
 #include "inventory/package_metadata.h"
 
-#include "platform/simulated/little_endian.h"
+#include "platform/simulated/packages/little_endian.h"
 #include "support/machines.h"
 #include "support/package_writer.h"
 

@@ -1,5 +1,7 @@
 #include "product/product_track.h"
 
+#include "product/cleanup_key.h"
+
 #include <gtest/gtest.h>
 
 namespace saltrove {

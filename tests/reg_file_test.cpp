@@ -1,11 +1,11 @@
-#include "replay/reg_file.h"
+#include "image/reg_file.h"
 
-#include "platform/simulated/unicode.h"
+#include "platform/simulated/texts/unicode.h"
 #include "support/image_errors.h"
 
 #include <gtest/gtest.h>
 
-namespace replay {
+namespace image {
 namespace {
 
 using platform::simulated::DataOfText;
@@ -158,4 +158,4 @@ TEST(RegFile, WhatIsWrittenReadsAgainTheSame) {
 }
 
 }  // namespace
-}  // namespace replay
+}  // namespace image

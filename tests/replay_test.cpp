@@ -1,7 +1,7 @@
 #include "replay/replay.h"
 
-#include "replay/image.h"
-#include "replay/reg_file.h"
+#include "image/image.h"
+#include "image/reg_file.h"
 #include "support/host_files.h"
 #include "support/machines.h"
 
@@ -111,7 +111,8 @@ TEST_P(Images, ReplayAsExpectedAndStayAsTheyAre) {
     EXPECT_EQ(Snapshot(GetParam()), before);
 
     // What was written is the machine after the run, and replays again.
-    EXPECT_EQ(ReadFile(out / "registry.reg"), FormatRegFile(ReadImage(out).machine.registry));
+    EXPECT_EQ(ReadFile(out / "registry.reg"),
+              image::FormatRegFile(image::ReadImage(out).machine.registry));
     EXPECT_EQ(ReadFile(out / "machine.ini"), ReadFile(GetParam() / "machine.ini"));
     EXPECT_EQ(ReadFile(out / "args.txt"), ReadFile(GetParam() / "args.txt"));
     EXPECT_EQ(RunReplayWith({out.string()}), status);

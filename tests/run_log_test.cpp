@@ -1,4 +1,4 @@
-#include "run/run_log.h"
+#include "log/run_log.h"
 
 #include "support/machines.h"
 
@@ -26,16 +26,32 @@ TEST(RunLog, AFailedWriteOrFlushEndsIt) {
     for (const char* call : {"fwrite", "fflush"}) {
         SCOPED_TRACE(call);
         Machine machine = MakeMachine();
-        // A line is three writes and a flush: its second line is the one that fails.
-        AddFault(machine, call, u"", 112, call == std::string("fwrite") ? 4 : 2, 5);
+        AddFault(machine, call, u"", 112, 2, 2);
         RunWithLog(machine, [] {
             for (const char16_t* text : {u"one", u"two", u"three"})
                 WriteRunLog(text);
         });
         EXPECT_EQ(LogText(machine).substr(0, 4), "one\n");
         EXPECT_EQ(LogText(machine).find("three"), std::string::npos);
-        EXPECT_EQ(machine.CallCount("GetLocalTime"), 3U) << "nothing but the file is given up";
     }
+}
+
+TEST(RunLog, ALineThatIsCutReachesTheFileWhenItIsClosed) {
+    Machine machine = MakeMachine();
+    RunWithLog(machine, [&] {
+        WriteRunLog(u"one");
+        WriteRunLog(u"two \u00E9\u4E2D of two");
+        WriteRunLog(u"three");
+        EXPECT_EQ(LogBytes(machine), kStamp + "one\r\n");
+    });
+    EXPECT_EQ(LogBytes(machine), kStamp + "one\r\n" + kStamp + "two \xE9");
+}
+
+TEST(RunLog, AFolderThatCannotBeAskedAboutGetsNoFile) {
+    Machine machine = MakeMachine();
+    AddFault(machine, "GetFileAttributesW", u"C:\\Windows\\Temp", 5);
+    RunWithLog(machine, [] { WriteRunLog(u"one"); });
+    EXPECT_EQ(LogBytes(machine), "(no log)");
 }
 
 TEST(RunLog, AFileThatCannotBeOpenedIsNotTriedAgain) {

@@ -4,11 +4,11 @@
 #include "cleanup/preservation.h"
 #include "inventory/patch_record.h"
 #include "inventory/patch_versions.h"
+#include "log/run_log.h"
 #include "platform/files.h"
 #include "platform/wide_text.h"
 #include "records/cleanup_store.h"
 #include "records/current_patch.h"
-#include "run/run_log.h"
 
 #include <optional>
 #include <vector>

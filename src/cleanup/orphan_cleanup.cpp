@@ -4,10 +4,10 @@
 #include "inventory/installer_query.h"
 #include "inventory/package_metadata.h"
 #include "inventory/patch_versions.h"
+#include "log/run_log.h"
 #include "platform/files.h"
 #include "platform/installer.h"
 #include "platform/wide_text.h"
-#include "run/run_log.h"
 
 #include <memory>
 #include <type_traits>

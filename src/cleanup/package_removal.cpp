@@ -1,9 +1,9 @@
 #include "cleanup/package_removal.h"
 
 #include "inventory/patch_versions.h"
+#include "log/run_log.h"
 #include "platform/files.h"
 #include "platform/wide_text.h"
-#include "run/run_log.h"
 
 namespace saltrove {
 

@@ -1,9 +1,9 @@
 #include "inventory/installer_query.h"
 
+#include "log/run_log.h"
 #include "platform/installer.h"
 #include "platform/registry_access.h"
 #include "platform/wide_text.h"
-#include "run/run_log.h"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 #include "inventory/package_metadata.h"
 
+#include "log/run_log.h"
 #include "platform/installer_handle.h"
 #include "platform/wide_text.h"
-#include "run/run_log.h"
 
 #include <array>
 #include <span>

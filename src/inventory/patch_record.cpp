@@ -2,8 +2,8 @@
 
 #include "inventory/installer_query.h"
 #include "inventory/patch_versions.h"
+#include "log/run_log.h"
 #include "platform/wide_text.h"
-#include "run/run_log.h"
 
 #include <optional>
 

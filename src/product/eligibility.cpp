@@ -1,10 +1,11 @@
 #include "product/eligibility.h"
 
+#include "log/run_log.h"
 #include "platform/clock.h"
 #include "platform/registry_access.h"
 #include "platform/wide_text.h"
+#include "product/cleanup_key.h"
 #include "product/product_track.h"
-#include "run/run_log.h"
 
 #include <optional>
 
@@ -70,12 +71,8 @@ FeatureLockState GetPatchCleanupFeatureLockState(const std::u16string& productCo
 }
 
 bool CheckCleanupDuration(const std::u16string& productCode) {
-    platform::RegistryKey key;
-    if (platform::OpenKeyForReading(platform::HKEY_LOCAL_MACHINE, GetCleanupKeyPath(productCode),
-                                    key) != 0)
-        return true;
-    const std::optional<platform::DWORD> lastCleanup = platform::QueryDword(key, u"CleanupTime");
-    key.reset();
+    const std::optional<platform::DWORD> lastCleanup =
+        QueryCleanupNumber(productCode, kCleanupTimeValue);
     if (!lastCleanup)
         return true;
     return HasIntervalPassed(static_cast<std::uint32_t>(platform::_time64(nullptr)), *lastCleanup);

@@ -38,10 +38,6 @@ std::u16string GetProductRoot(std::u16string_view productCode) {
     return {};
 }
 
-std::u16string GetCleanupKeyPath(std::u16string_view productCode) {
-    return GetProductRoot(productCode) + u"\\Cleanup";
-}
-
 std::optional<ProductTrack> GetProductTrack(std::u16string_view productCode) {
     if (productCode.size() <= kTrackIndex)
         return std::nullopt;

@@ -17,10 +17,6 @@ enum class ProductTrack { Trunk, Beta, ZR, ESR };
 /// such as "SOFTWARE\Kelvane\Kelvane Ostrel\ZR"; empty for a code that names no known family.
 [[nodiscard]] std::u16string GetProductRoot(std::u16string_view productCode);
 
-/// The path of the product's Cleanup key: its root and "\Cleanup". With an empty root that begins
-/// with a backslash, and no such key can be opened.
-[[nodiscard]] std::u16string GetCleanupKeyPath(std::u16string_view productCode);
-
 /// The track that the second character of the code's last group stands for; none for any other
 /// character and for a code too short to have one.
 [[nodiscard]] std::optional<ProductTrack> GetProductTrack(std::u16string_view productCode);

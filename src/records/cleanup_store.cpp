@@ -1,11 +1,11 @@
 #include "records/cleanup_store.h"
 
+#include "log/run_log.h"
 #include "platform/clock.h"
 #include "platform/registry_access.h"
 #include "platform/wide_text.h"
-#include "product/product_track.h"
+#include "product/cleanup_key.h"
 #include "records/current_patch.h"
-#include "run/run_log.h"
 
 #include <algorithm>
 
@@ -43,7 +43,7 @@ void LogCleanupRecord(const std::u16string& productCode, bool patchesCleaned,
         return;
     WriteAffectedMachine(store, patchesCleaned);
     platform::SetText(store, u"PatchMarkForDeletionList", ReduceToFileNames(removedPaths));
-    platform::SetDword(store, u"CleanupTime",
+    platform::SetDword(store, kCleanupTimeValue,
                        static_cast<platform::DWORD>(platform::_time64(nullptr)));
 }
 

@@ -1,10 +1,10 @@
 #include "records/current_patch.h"
 
 #include "inventory/installer_query.h"
+#include "log/run_log.h"
 #include "platform/installer.h"
 #include "platform/registry_access.h"
 #include "product/product_track.h"
-#include "run/run_log.h"
 
 #include <optional>
 

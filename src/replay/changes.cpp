@@ -1,6 +1,6 @@
 #include "replay/changes.h"
 
-#include "platform/simulated/pending_renames.h"
+#include "platform/simulated/machine/pending_renames.h"
 
 namespace replay {
 

@@ -1,13 +1,13 @@
 #include "replay/replay.h"
 
-#include "platform/simulated/command_line.h"
-#include "platform/simulated/machine.h"
-#include "platform/simulated/unicode.h"
-#include "replay/image.h"
-#include "replay/image_error.h"
+#include "image/image.h"
+#include "image/image_error.h"
+#include "log/run_log.h"
+#include "platform/simulated/machine/machine.h"
+#include "platform/simulated/texts/command_line.h"
+#include "platform/simulated/texts/unicode.h"
 #include "replay/report.h"
 #include "run/run_driver.h"
-#include "run/run_log.h"
 
 #include <getopt.h>
 
@@ -197,14 +197,14 @@ RunReport RunOnMachine(Machine& machine, std::vector<std::u16string> arguments) 
 }
 
 int ReplayImage(const Options& options, std::ostream& out, bool isColoured) {
-    Image image = ReadImage(options.image);
+    image::Image loaded = image::ReadImage(options.image);
     if (options.out)
         CheckOutFolder(options.image, *options.out);
     const RunReport report =
-        RunOnMachine(image.machine, options.runArguments.value_or(image.arguments));
+        RunOnMachine(loaded.machine, options.runArguments.value_or(loaded.arguments));
     out << FormatReport(report, isColoured);
     if (options.out)
-        WriteImage(image.machine, options.image, *options.out);
+        image::WriteImage(loaded.machine, options.image, *options.out);
     return report.run.exitCode;
 }
 
@@ -228,7 +228,7 @@ int RunReplay(const std::vector<std::string>& arguments, std::ostream& out, std:
     } catch (const UsageError& error) {
         err << "saltrove-replay: " << error.what() << "\n" << kUsage;
         return kExitUsage;
-    } catch (const ImageError& error) {
+    } catch (const image::ImageError& error) {
         err << "saltrove-replay: " << error.what() << "\n";
         return kExitBadImage;
     } catch (const std::ios_base::failure& error) {

@@ -1,10 +1,10 @@
 #include "replay/report.h"
 
-#include "platform/simulated/unicode.h"
+#include "image/escape.h"
+#include "image/reg_file.h"
+#include "log/run_log.h"
+#include "platform/simulated/texts/unicode.h"
 #include "platform/wide_text.h"
-#include "replay/escape.h"
-#include "replay/reg_file.h"
-#include "run/run_log.h"
 
 #include <algorithm>
 
@@ -30,7 +30,7 @@ class ReportWriter {
     void Line(std::size_t indentation, const std::string& text) {
         if (!text.empty())
             text_.append(2 * indentation, ' ');
-        text_ += EscapeControls(text) + "\n";
+        text_ += image::EscapeControls(text) + "\n";
     }
 
     [[nodiscard]] const std::string& Text() const {
@@ -75,7 +75,7 @@ void ReportLog(const ProcessReport& report, ReportWriter& writer) {
 std::string DescribeValue(const RegistryValue& value) {
     if (const auto number = platform::simulated::DwordIn(&value))
         return "dword " + std::to_string(*number);
-    return EncodeUtf8(FormatRegData(value));
+    return EncodeUtf8(image::FormatRegData(value));
 }
 
 void ReportRegistry(const Changes& changes, ReportWriter& writer) {

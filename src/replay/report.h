@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/simulated/machine.h"
+#include "platform/simulated/machine/machine.h"
 #include "replay/changes.h"
 
 #include <string>

@@ -2,13 +2,14 @@
 
 #include "cleanup/linked_cleanup.h"
 #include "cleanup/orphan_cleanup.h"
+#include "log/run_log.h"
 #include "platform/clock.h"
 #include "platform/modules.h"
 #include "platform/wide_text.h"
 #include "product/eligibility.h"
 #include "records/cleanup_store.h"
 #include "records/current_patch.h"
-#include "run/run_log.h"
+#include "run/run_log_switch.h"
 #include "usercontext/user_launch.h"
 
 #include <optional>
@@ -21,6 +22,13 @@ using std::chrono::nanoseconds;
 
 constexpr int kExitCodeSuccess = 0;
 constexpr int kExitCodeUsage = 1;
+
+/// What the command line gave. The texts are unchanged and unchecked.
+struct RunOptions {
+    std::u16string productCode;
+    std::u16string productVersion;
+    bool simulate = false;
+};
 
 /// Whether Windows Installer offers the two calls without which nothing can be decided.
 bool IsInstallerAvailable() {

@@ -6,13 +6,6 @@
 /// The program: what happens between its command line and its exit code.
 namespace saltrove {
 
-/// What the command line gave. The texts are unchanged and unchecked.
-struct RunOptions {
-    std::u16string productCode;
-    std::u16string productVersion;
-    bool simulate = false;
-};
-
 /// Runs the program with its command line, the program's own name first, and returns the process
 /// exit code: 1 for a wrong number of arguments, in which case nothing was read or written, and 0
 /// in every other case. The state in which a run ended is in the registry, not in the exit code.

@@ -1,9 +1,9 @@
 #include "usercontext/user_launch.h"
 
+#include "log/run_log.h"
 #include "platform/modules.h"
 #include "platform/process_access.h"
 #include "platform/wide_text.h"
-#include "run/run_log.h"
 #include "usercontext/shell_resolution.h"
 
 #include <algorithm>

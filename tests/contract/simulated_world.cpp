@@ -1,5 +1,5 @@
 #include "contract/world.h"
-#include "platform/simulated/machine.h"
+#include "platform/simulated/machine/machine.h"
 
 #include <gtest/gtest.h>
 

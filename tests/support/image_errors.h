@@ -1,6 +1,6 @@
 #pragma once
 
-#include "replay/image_error.h"
+#include "image/image_error.h"
 
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@ void ExpectImageError(const std::string& error, Read read) {
     try {
         read();
         ADD_FAILURE() << "no error, but not: " << error;
-    } catch (const replay::ImageError& thrown) {
+    } catch (const image::ImageError& thrown) {
         EXPECT_NE(std::string(thrown.what()).find(error), std::string::npos)
             << thrown.what() << "\nis not: " << error;
     }

@@ -1,7 +1,7 @@
 #include "support/machines.h"
 
-#include "platform/simulated/unicode.h"
-#include "replay/reg_file.h"
+#include "image/reg_file.h"
+#include "platform/simulated/texts/unicode.h"
 #include "run/run_driver.h"
 
 #include <gtest/gtest.h>
@@ -85,7 +85,7 @@ Machine MakeIncrementalMachine() {
 
 void SetValue(Machine& machine, const std::u16string& keyPath, const std::string& line) {
     const std::string head = "Windows Registry Editor Version 5.00\n[";
-    replay::ReadRegFile("", head + platform::simulated::EncodeUtf8(keyPath) + "]\n" + line, {},
+    image::ReadRegFile("", head + platform::simulated::EncodeUtf8(keyPath) + "]\n" + line, {},
                         machine.registry);
 }
 
@@ -134,7 +134,7 @@ std::string StoreText(const Machine& machine) {
     for (const auto& [name, value] : store->content) {
         if (value.name != u"EnablePatchCleanuplog")
             text +=
-                platform::simulated::EncodeUtf8(value.name + u"=" + replay::FormatRegData(value)) +
+                platform::simulated::EncodeUtf8(value.name + u"=" + image::FormatRegData(value)) +
                 "\n";
     }
     return text;

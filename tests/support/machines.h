@@ -1,7 +1,8 @@
 #pragma once
 
-#include "platform/simulated/machine.h"
-#include "run/run_log.h"
+#include "log/run_log.h"
+#include "platform/simulated/machine/machine.h"
+#include "run/run_log_switch.h"
 
 #include <string>
 #include <vector>

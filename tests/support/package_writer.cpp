@@ -1,6 +1,6 @@
 #include "support/package_writer.h"
 
-#include "platform/simulated/little_endian.h"
+#include "platform/simulated/packages/little_endian.h"
 
 #include <numeric>
 

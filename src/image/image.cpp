@@ -1,0 +1,160 @@
+#include "image/image.h"
+
+#include "image/image_error.h"
+#include "image/machine_ini.h"
+#include "image/reg_file.h"
+#include "image/text_file.h"
+#include "platform/simulated/texts/unicode.h"
+
+#include <algorithm>
+#include <fstream>
+#include <string_view>
+
+namespace image {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using platform::simulated::DecodeUtf8;
+using platform::simulated::Drive;
+using platform::simulated::EncodeUtf8;
+using platform::simulated::FileNode;
+using platform::simulated::FoldCase;
+using platform::simulated::Machine;
+
+constexpr const char* kMachineIni = "machine.ini";
+constexpr const char* kArguments = "args.txt";
+constexpr const char* kDriveC = "C";
+
+std::vector<std::u16string> ReadArguments(const fs::path& path) {
+    const std::u16string text = DecodeText(path.string(), ReadBytes(path));
+    std::vector<std::u16string> arguments;
+    std::u16string_view rest = text;
+    while (!rest.empty()) {
+        std::u16string_view line = rest.substr(0, rest.find(u'\n'));
+        rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+        if (line.ends_with(u'\r'))
+            line.remove_suffix(1);
+        arguments.emplace_back(line);
+    }
+    return arguments;
+}
+
+/// The Windows name of a file of the host.
+std::u16string DecodeFileName(const fs::path& path) {
+    const auto name = DecodeUtf8(path.filename().string());
+    if (!name)
+        throw ImageError(path.string(), 0, "the file name is not UTF-8");
+    const bool hasControl = std::any_of(name->begin(), name->end(),
+                                        [](char16_t character) { return character < 0x20; });
+    if (hasControl || name->find_first_of(u"\\:*?\"<>|") != std::u16string::npos ||
+        name->ends_with(u'.') || name->ends_with(u' '))
+        throw ImageError(path.string(), 0, "the file name is none that Windows can have");
+    return *name;
+}
+
+/// The registry exports of the image, in name order without regard to case.
+std::vector<fs::path> FindRegFiles(const fs::path& folder) {
+    std::vector<std::pair<std::u16string, fs::path>> found;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        const std::string extension = entry.path().extension().string();
+        if (FoldCase(DecodeUtf8(extension).value_or(u"")) == u".REG")
+            found.emplace_back(FoldCase(DecodeFileName(entry.path())), entry.path());
+    }
+    std::sort(found.begin(), found.end());
+    std::vector<fs::path> paths(found.size());
+    std::transform(found.begin(), found.end(), paths.begin(),
+                   [](const auto& file) { return file.second; });
+    return paths;
+}
+
+FileNode DescribeFile(const fs::directory_entry& entry) {
+    FileNode node;
+    node.isDirectory = false;
+    node.size = entry.file_size();
+    node.hostFile = entry.path();
+    node.isReadOnly = (entry.status().permissions() & fs::perms::owner_write) == fs::perms::none;
+    return node;
+}
+
+/// Loads what lies below a folder of the host into the directory `path` of the drive.
+void LoadDirectory(const fs::path& folder, const std::u16string& path, Drive& drive) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        const std::u16string inner = path + u"\\" + DecodeFileName(entry.path());
+        if (drive.AllNodes().Find(inner) != nullptr)
+            throw ImageError(entry.path().string(), 0,
+                             "a second name that differs in letter case only");
+        if (entry.is_symlink())
+            throw ImageError(entry.path().string(), 0, "a symbolic link");
+        if (entry.is_directory()) {
+            drive.AddDirectory(inner);
+            LoadDirectory(entry.path(), inner, drive);
+        } else if (entry.is_regular_file()) {
+            drive.AddFile(inner, {}) = DescribeFile(entry);
+        } else {
+            throw ImageError(entry.path().string(), 0, "neither a file nor a folder");
+        }
+    }
+}
+
+void WriteBytes(const fs::path& path, std::string_view bytes) {
+    std::ofstream file;
+    file.exceptions(std::ios::badbit | std::ios::failbit);
+    file.open(path, std::ios::binary);
+    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    file.close();
+}
+
+void CopyIfThere(const fs::path& from, const fs::path& to) {
+    if (fs::exists(from))
+        fs::copy_file(from, to);
+}
+
+void WriteDrive(const Drive& drive, const fs::path& target) {
+    constexpr std::u16string_view kRoot = u"C:";
+    for (const auto& [key, entry] : drive.AllNodes()) {
+        std::u16string inner = entry.path.substr(kRoot.size());
+        std::replace(inner.begin(), inner.end(), u'\\', u'/');
+        const fs::path path(target.string() + "/" + kDriveC + EncodeUtf8(inner));
+        const FileNode& node = entry.content;
+        if (node.isDirectory)
+            fs::create_directory(path);
+        else if (!node.hostFile.empty())
+            fs::copy_file(node.hostFile, path);
+        else
+            WriteBytes(path, node.bytes);
+    }
+}
+
+}  // namespace
+
+Image ReadImage(const fs::path& folder) {
+    Image image;
+    try {
+        if (!fs::is_directory(folder))
+            throw ImageError(folder.string(), 0, "not a folder");
+        if (const fs::path path = folder / kMachineIni; fs::exists(path))
+            ReadMachineIni(path.string(), ReadBytes(path), image.machine);
+        for (const fs::path& path : FindRegFiles(folder))
+            ReadRegFile(path.string(), ReadBytes(path), image.machine.process.account,
+                        image.machine.registry);
+        if (const fs::path path = folder / kDriveC; fs::exists(path))
+            LoadDirectory(path, u"C:", image.machine.drive);
+        if (const fs::path path = folder / kArguments; fs::exists(path))
+            image.arguments = ReadArguments(path);
+    } catch (const fs::filesystem_error& error) {
+        throw ImageError(error.path1().string(), 0, error.code().message());
+    }
+    return image;
+}
+
+void WriteImage(const Machine& machine, const fs::path& source, const fs::path& target) {
+    fs::create_directories(target);
+    CopyIfThere(source / kMachineIni, target / kMachineIni);
+    CopyIfThere(source / kArguments, target / kArguments);
+    WriteBytes(target / "registry.reg", FormatRegFile(machine.registry));
+    WriteDrive(machine.drive, target);
+}
+
+}  // namespace image

@@ -1,0 +1,294 @@
+#include "image/machine_ini.h"
+
+#include "image/image_error.h"
+#include "image/text_file.h"
+#include "platform/simulated/texts/unicode.h"
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <limits>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+namespace image {
+
+namespace {
+
+using platform::DWORD;
+using platform::simulated::CanonicalKeyPath;
+using platform::simulated::EncodeUtf8;
+using platform::simulated::Fault;
+using platform::simulated::FaultSubject;
+using platform::simulated::FoldCase;
+using platform::simulated::Machine;
+using platform::simulated::OtherProcess;
+
+/// Why a line is not understood; the reader adds the place.
+class LineError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+std::string Quoted(std::u16string_view text) {
+    return "\"" + EncodeUtf8(text) + "\"";
+}
+
+std::u16string_view Trim(std::u16string_view text) {
+    constexpr std::u16string_view kBlanks = u" \t\r";
+    const std::size_t first = text.find_first_not_of(kBlanks);
+    if (first == std::u16string_view::npos)
+        return {};
+    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+template <typename Number>
+Number ParseNumber(std::u16string_view text, Number lowest, Number highest,
+                   const std::string& meaning) {
+    const std::string digits = EncodeUtf8(text);
+    Number number{};
+    const char* end = digits.data() + digits.size();
+    const auto [stop, error] = std::from_chars(digits.data(), end, number);
+    if (error != std::errc() || stop != end || number < lowest || number > highest)
+        throw LineError(Quoted(text) + " is not " + meaning + " (" + std::to_string(lowest) +
+                        " to " + std::to_string(highest) + ")");
+    return number;
+}
+
+/// A session's number. The highest stands for no session.
+DWORD ParseSession(std::u16string_view text) {
+    return ParseNumber<DWORD>(text, 0, std::numeric_limits<DWORD>::max() - 1, "a session");
+}
+
+DWORD ParseErrorCode(std::u16string_view text) {
+    return ParseNumber<DWORD>(text, 1, std::numeric_limits<DWORD>::max(), "an error code");
+}
+
+std::u16string ParseSid(std::u16string_view text) {
+    const bool isSid = text.starts_with(u"S-1-") && text.size() > 4 && text.back() != u'-' &&
+                       text.find(u"--") == std::u16string_view::npos &&
+                       text.find_first_not_of(u"0123456789-", 4) == std::u16string_view::npos;
+    if (!isSid)
+        throw LineError(Quoted(text) + " is not a SID (such as S-1-5-18)");
+    return std::u16string(text);
+}
+
+std::u16string ParsePath(std::u16string_view text) {
+    if (text.empty())
+        throw LineError("the path is empty");
+    return std::u16string(text);
+}
+
+/// Whether `text` has the form of `sample`, in which 0 stands for any digit.
+bool HasForm(std::u16string_view text, std::u16string_view sample) {
+    return std::equal(text.begin(), text.end(), sample.begin(), sample.end(),
+                      [](char16_t character, char16_t expected) {
+                          return expected == u'0' ? character >= u'0' && character <= u'9'
+                                                  : character == expected;
+                      });
+}
+
+std::chrono::sys_time<std::chrono::milliseconds> ParseUtc(std::u16string_view text) {
+    const auto number = [&](std::size_t place, std::size_t length) {
+        int value = 0;
+        for (const char16_t digit : text.substr(place, length))
+            value = value * 10 + (digit - u'0');
+        return value;
+    };
+    const bool hasMilliseconds = HasForm(text, u"0000-00-00T00:00:00.000Z");
+    if (hasMilliseconds || HasForm(text, u"0000-00-00T00:00:00Z")) {
+        const std::chrono::year_month_day date(
+            std::chrono::year(number(0, 4)),
+            std::chrono::month(static_cast<unsigned>(number(5, 2))),
+            std::chrono::day(static_cast<unsigned>(number(8, 2))));
+        if (date.ok() && number(11, 2) < 24 && number(14, 2) < 60 && number(17, 2) < 60)
+            return std::chrono::sys_days(date) + std::chrono::hours(number(11, 2)) +
+                   std::chrono::minutes(number(14, 2)) + std::chrono::seconds(number(17, 2)) +
+                   std::chrono::milliseconds(hasMilliseconds ? number(20, 3) : 0);
+    }
+    throw LineError(Quoted(text) + " is not a time in UTC (such as 2026-11-18T07:37:42.123Z)");
+}
+
+[[noreturn]] void RejectKey(std::u16string_view key, const std::string& known) {
+    throw LineError(Quoted(key) + " is not a key of this section (" + known + ")");
+}
+
+void ReadProcess(Machine& machine, std::u16string_view key, std::u16string_view value) {
+    if (key == u"account")
+        machine.process.account = ParseSid(value);
+    else if (key == u"session")
+        machine.process.session = ParseSession(value);
+    else if (key == u"module")
+        machine.process.module = ParsePath(value);
+    else
+        RejectKey(key, "account, session, module");
+}
+
+void ReadClock(Machine& machine, std::u16string_view key, std::u16string_view value) {
+    constexpr int kMinutesInDay = 24 * 60;
+    if (key == u"utc")
+        machine.clock.utc = ParseUtc(value);
+    else if (key == u"offset")
+        machine.clock.offset = std::chrono::minutes(
+            ParseNumber(value, -kMinutesInDay, kMinutesInDay, "a number of minutes"));
+    else
+        RejectKey(key, "utc, offset");
+}
+
+void ReadWindows(Machine& machine, std::u16string_view key, std::u16string_view value) {
+    if (key != u"directory")
+        RejectKey(key, "directory");
+    machine.windowsDirectory = value;
+}
+
+void ReadMissing(Machine& machine, std::u16string_view key, std::u16string_view value) {
+    const std::u16string_view module = key.substr(0, key.find(u'!'));
+    const std::string function =
+        module == key ? std::string() : EncodeUtf8(key.substr(module.size() + 1));
+    if (!platform::simulated::IsKnownExport(module, function) ||
+        (module != key && function.empty()))
+        throw LineError(Quoted(key) + " is not a module that the machine has, nor MODULE!FUNCTION");
+    if (!value.empty())
+        throw LineError("nothing stands behind the \"=\" in this section");
+    machine.missing.push_back({std::u16string(module), function});
+}
+
+void ReadSession(Machine& machine, std::u16string_view key, std::u16string_view value) {
+    if (value != u"active" && value != u"disconnected")
+        throw LineError(Quoted(value) + " is not a state (active, disconnected)");
+    machine.sessions.push_back({ParseSession(key), value == u"active"});
+}
+
+void ReadProcessLine(Machine& machine, std::u16string_view key, std::u16string_view value) {
+    const std::size_t first = value.find(u',');
+    const std::size_t second = value.find(u',', first + 1);
+    if (first == std::u16string_view::npos || second == std::u16string_view::npos)
+        throw LineError(Quoted(value) + " is not \"SESSION, SID, IMAGE PATH\"");
+    machine.processes.push_back({ParseNumber<DWORD>(key, 0, 0x7FFFFFFF, "a process id"),
+                                 ParseSession(Trim(value.substr(0, first))),
+                                 ParseSid(Trim(value.substr(first + 1, second - first - 1))),
+                                 ParsePath(Trim(value.substr(second + 1)))});
+}
+
+void AddFault(Machine& machine, const char* call, std::u16string subject,
+              std::u16string_view code) {
+    Fault fault;
+    fault.call = call;
+    fault.subject = std::move(subject);
+    fault.code = ParseErrorCode(code);
+    machine.faults.Add(std::move(fault));
+}
+
+std::u16string ParseKeyPath(const Machine& machine, std::u16string_view key) {
+    std::optional<std::u16string> path = CanonicalKeyPath(key, machine.process.account);
+    if (!path)
+        throw LineError(Quoted(key) + " is not a registry key");
+    return *std::move(path);
+}
+
+void ReadDeleteError(Machine& machine, std::u16string_view key, std::u16string_view value) {
+    AddFault(machine, "DeleteFileW", FaultSubject(ParsePath(key)), value);
+}
+
+void ReadMarkError(Machine& machine, std::u16string_view key, std::u16string_view value) {
+    AddFault(machine, "MoveFileExW", FaultSubject(ParsePath(key)), value);
+}
+
+void ReadKeyError(Machine& machine, std::u16string_view key, std::u16string_view value) {
+    AddFault(machine, "RegOpenKeyExW", ParseKeyPath(machine, key), value);
+    AddFault(machine, "RegCreateKeyExW", ParseKeyPath(machine, key), value);
+}
+
+void ReadCreateError(Machine& machine, std::u16string_view key, std::u16string_view value) {
+    AddFault(machine, "RegCreateKeyExW", ParseKeyPath(machine, key), value);
+}
+
+struct Section {
+    std::u16string_view name;
+    void (*read)(Machine& machine, std::u16string_view key, std::u16string_view value);
+    bool keysArePaths;  // these may hold a "=" of their own, so the last one parts key and value
+};
+
+constexpr Section kSections[] = {
+    {u"process", ReadProcess, false},          {u"clock", ReadClock, false},
+    {u"windows", ReadWindows, false},          {u"missing", ReadMissing, false},
+    {u"sessions", ReadSession, false},         {u"processes", ReadProcessLine, false},
+    {u"delete-errors", ReadDeleteError, true}, {u"mark-errors", ReadMarkError, true},
+    {u"key-errors", ReadKeyError, true},       {u"create-errors", ReadCreateError, true},
+};
+
+const Section& FindSection(std::u16string_view line) {
+    const auto* section =
+        std::find_if(std::begin(kSections), std::end(kSections), [&](const Section& known) {
+            return line == u"[" + std::u16string(known.name) + u"]";
+        });
+    if (section == std::end(kSections))
+        throw LineError(Quoted(line) + " is not a section");
+    return *section;
+}
+
+/// Reads line by line, and knows in which section it is and which keys it has seen.
+class IniReader {
+  public:
+    explicit IniReader(Machine& machine) : machine_(machine) {}
+
+    void ReadLine(std::u16string_view line) {
+        if (line.empty() || line.front() == u';')
+            return;
+        if (line.front() == u'[')
+            section_ = &FindSection(line);
+        else
+            ReadEntry(line);
+    }
+
+    [[nodiscard]] std::string SectionPrefix() const {
+        return section_ == nullptr ? "" : "[" + EncodeUtf8(section_->name) + "]: ";
+    }
+
+  private:
+    void ReadEntry(std::u16string_view line) {
+        if (section_ == nullptr)
+            throw LineError("a line in front of the first section");
+        const std::size_t equals = section_->keysArePaths ? line.rfind(u'=') : line.find(u'=');
+        if (equals == std::u16string_view::npos)
+            throw LineError("the line has no \"=\"");
+        const std::u16string_view key = Trim(line.substr(0, equals));
+        if (!seen_.insert({section_, FoldCase(key)}).second)
+            throw LineError(Quoted(key) + " stands here a second time");
+        section_->read(machine_, key, Trim(line.substr(equals + 1)));
+    }
+
+    Machine& machine_;
+    const Section* section_ = nullptr;
+    std::set<std::pair<const Section*, std::u16string>> seen_;
+};
+
+void ReadLines(const std::string& file, std::u16string_view text, Machine& machine) {
+    IniReader reader(machine);
+    for (std::size_t line = 1; !text.empty(); ++line) {
+        const std::size_t length = std::min(text.find(u'\n'), text.size());
+        try {
+            reader.ReadLine(Trim(text.substr(0, length)));
+        } catch (const LineError& error) {
+            throw ImageError(file, line, reader.SectionPrefix() + error.what());
+        }
+        text.remove_prefix(std::min(length + 1, text.size()));
+    }
+}
+
+}  // namespace
+
+void ReadMachineIni(const std::string& file, std::string_view bytes, Machine& machine) {
+    const std::u16string text = DecodeText(file, bytes);
+    // What HKEY_CURRENT_USER means in a section of errors may be said behind it.
+    Machine draft;
+    ReadLines(file, text, draft);
+    machine.process = draft.process;
+    ReadLines(file, text, machine);
+    // The run's own process, and those that it starts, have ids of their own.
+    for (const OtherProcess& other : machine.processes)
+        machine.process.id = std::max(machine.process.id, other.id + 1);
+}
+
+}  // namespace image

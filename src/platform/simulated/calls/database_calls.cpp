@@ -1,0 +1,143 @@
+#include "platform/installer.h"
+
+#include "platform/simulated/calls/installer_calls.h"
+
+#include <algorithm>
+#include <memory>
+
+namespace platform {
+
+namespace {
+
+using simulated::BeginInstallerCall;
+using simulated::CurrentMachine;
+using simulated::Machine;
+using simulated::OpenDatabase;
+using simulated::OpenRecord;
+using simulated::OpenView;
+using simulated::PackageDatabase;
+using simulated::QueryResult;
+
+// MSIDBOPEN_READONLY and MSIDBOPEN_PATCHFILE, added as pointers to characters of two bytes.
+constexpr std::uintptr_t kReadOnlyPatchFile = 32;
+
+/// The object behind a handle, or null.
+template <typename Object>
+Object* LookUp(Machine& machine, std::map<std::uintptr_t, Object>& objects, MSIHANDLE handle) {
+    const auto found = objects.find(handle);
+    if (found != objects.end())
+        return &found->second;
+    ++machine.badHandles;
+    return nullptr;
+}
+
+template <typename Object>
+MSIHANDLE HandOut(Machine& machine, std::map<std::uintptr_t, Object>& objects, Object object) {
+    const std::uintptr_t handle = machine.MakeHandle();
+    objects.emplace(handle, std::move(object));
+    return static_cast<MSIHANDLE>(handle);
+}
+
+/// The database in the package at `path`; null if there is none.
+std::shared_ptr<const PackageDatabase> ReadDatabase(const Machine& machine,
+                                                    std::u16string_view path) {
+    const simulated::FileNode* node = machine.drive.Find(path);
+    if (node == nullptr || node->isDirectory)
+        return nullptr;
+    auto content = simulated::ReadContent(*node);
+    auto database = content ? PackageDatabase::Open(*std::move(content)) : std::nullopt;
+    return database ? std::make_shared<const PackageDatabase>(*std::move(database)) : nullptr;
+}
+
+}  // namespace
+
+UINT MsiOpenDatabaseW(const char16_t* path, const char16_t* persist, MSIHANDLE* database) {
+    Machine& machine = CurrentMachine();
+    const auto mode = reinterpret_cast<std::uintptr_t>(persist);
+    if (const auto failure = BeginInstallerCall(machine, "MsiOpenDatabaseW", path, {mode}))
+        return *failure;
+    if (mode != kReadOnlyPatchFile)
+        return ERROR_INVALID_PARAMETER;
+    auto opened = ReadDatabase(machine, path);
+    if (!opened)
+        return ERROR_OPEN_FAILED;
+    *database = HandOut(machine, machine.open.databases, OpenDatabase{path, std::move(opened)});
+    return ERROR_SUCCESS;
+}
+
+UINT MsiDatabaseOpenViewW(MSIHANDLE database, const char16_t* query, MSIHANDLE* view) {
+    Machine& machine = CurrentMachine();
+    const OpenDatabase* opened = LookUp(machine, machine.open.databases, database);
+    if (opened == nullptr)
+        return ERROR_INVALID_HANDLE;
+    if (const auto failure = BeginInstallerCall(machine, "MsiDatabaseOpenViewW", opened->path, {}))
+        return *failure;
+    auto result = opened->database->Select(query);
+    if (!result)
+        return ERROR_BAD_QUERY_SYNTAX;
+    auto shared = std::make_shared<const QueryResult>(*std::move(result));
+    *view = HandOut(machine, machine.open.views, OpenView{*opened, std::move(shared)});
+    return ERROR_SUCCESS;
+}
+
+UINT MsiViewExecute(MSIHANDLE view, MSIHANDLE record) {
+    Machine& machine = CurrentMachine();
+    OpenView* opened = LookUp(machine, machine.open.views, view);
+    if (opened == nullptr)
+        return ERROR_INVALID_HANDLE;
+    if (const auto failure =
+            BeginInstallerCall(machine, "MsiViewExecute", opened->source.path, {record}))
+        return *failure;
+    opened->isExecuted = true;
+    opened->nextRow = 0;
+    return ERROR_SUCCESS;
+}
+
+UINT MsiViewFetch(MSIHANDLE view, MSIHANDLE* record) {
+    Machine& machine = CurrentMachine();
+    OpenView* opened = LookUp(machine, machine.open.views, view);
+    if (opened == nullptr)
+        return ERROR_INVALID_HANDLE;
+    if (const auto failure = BeginInstallerCall(machine, "MsiViewFetch", opened->source.path, {}))
+        return *failure;
+    if (!opened->isExecuted)
+        return ERROR_FUNCTION_FAILED;
+    if (opened->nextRow >= opened->result->RowCount())
+        return ERROR_NO_MORE_ITEMS;
+    *record = HandOut(machine, machine.open.records, OpenRecord{*opened, opened->nextRow});
+    ++opened->nextRow;
+    return ERROR_SUCCESS;
+}
+
+UINT MsiRecordGetStringW(MSIHANDLE record, UINT field, char16_t* value, DWORD* size) {
+    Machine& machine = CurrentMachine();
+    const OpenRecord* opened = LookUp(machine, machine.open.records, record);
+    if (opened == nullptr)
+        return ERROR_INVALID_HANDLE;
+    if (const auto failure = BeginInstallerCall(machine, "MsiRecordGetStringW",
+                                                opened->view.source.path, {field, *size}))
+        return *failure;
+    std::u16string buffer;
+    const std::u16string_view text = opened->view.result->Field(opened->row, field, buffer);
+    const DWORD capacity = *size;
+    *size = static_cast<DWORD>(text.size());
+    const bool fits = text.size() < capacity;
+    // Nobody promises a terminator behind a text that was cut, and not every system sets one.
+    char16_t* const end =
+        std::copy_n(text.data(), std::min<std::size_t>(text.size(), capacity), value);
+    if (fits)
+        *end = u'\0';
+    return fits ? ERROR_SUCCESS : ERROR_MORE_DATA;
+}
+
+UINT MsiCloseHandle(MSIHANDLE handle) {
+    Machine& machine = CurrentMachine();
+    simulated::OpenObjects& open = machine.open;
+    if (open.databases.erase(handle) + open.views.erase(handle) + open.records.erase(handle) == 0) {
+        ++machine.badHandles;
+        return ERROR_INVALID_HANDLE;
+    }
+    return BeginInstallerCall(machine, "MsiCloseHandle", {}, {}).value_or(ERROR_SUCCESS);
+}
+
+}  // namespace platform

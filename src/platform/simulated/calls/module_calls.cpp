@@ -1,0 +1,92 @@
+#include "platform/modules.h"
+
+#include "platform/simulated/calls/handles.h"
+#include "platform/simulated/machine/machine.h"
+
+#include <algorithm>
+
+namespace platform {
+
+namespace {
+
+using simulated::CurrentMachine;
+using simulated::Machine;
+
+/// What every looked-up function's address is here; nobody calls through it.
+std::intptr_t PresentFunction() {
+    return 0;
+}
+
+}  // namespace
+
+HMODULE LoadLibraryW(const char16_t* fileName) {
+    Machine& machine = CurrentMachine();
+    if (machine.BeginCall("LoadLibraryW", fileName))
+        return nullptr;
+    if (!simulated::IsKnownExport(fileName, "") || machine.IsMissing(fileName, "")) {
+        machine.lastError = ERROR_MOD_NOT_FOUND;
+        return nullptr;
+    }
+    const std::uintptr_t handle = machine.MakeHandle();
+    machine.open.modules[handle] = fileName;
+    return simulated::ToHandle<HMODULE>(handle);
+}
+
+FARPROC GetProcAddress(HMODULE module, const char* functionName) {
+    Machine& machine = CurrentMachine();
+    const auto loaded = machine.open.modules.find(simulated::ToNumber(module));
+    const auto resident = machine.residentModules.find(simulated::ToNumber(module));
+    if (loaded == machine.open.modules.end() && resident == machine.residentModules.end()) {
+        ++machine.badHandles;
+        return nullptr;
+    }
+    const std::u16string& name =
+        loaded != machine.open.modules.end() ? loaded->second : resident->second;
+    const std::string_view function(functionName);
+    if (machine.BeginCall("GetProcAddress",
+                          name + u"!" + std::u16string(function.begin(), function.end())))
+        return nullptr;
+    if (!simulated::IsKnownExport(name, function) || machine.IsMissing(name, function)) {
+        machine.lastError = ERROR_PROC_NOT_FOUND;
+        return nullptr;
+    }
+    return &PresentFunction;
+}
+
+HMODULE GetModuleHandleW(const char16_t* moduleName) {
+    Machine& machine = CurrentMachine();
+    if (machine.BeginCall("GetModuleHandleW", moduleName))
+        return nullptr;
+    if (!simulated::IsKnownExport(moduleName, "") || machine.IsMissing(moduleName, "")) {
+        machine.lastError = ERROR_MOD_NOT_FOUND;
+        return nullptr;
+    }
+    const std::uintptr_t handle = machine.MakeHandle();
+    machine.residentModules[handle] = moduleName;
+    return simulated::ToHandle<HMODULE>(handle);
+}
+
+DWORD GetModuleFileNameW(HMODULE module, char16_t* path, DWORD size) {
+    Machine& machine = CurrentMachine();
+    if (machine.BeginCall("GetModuleFileNameW", {}, {size}) || module != nullptr || size == 0)
+        return 0;
+    const std::u16string& own = machine.process.module;
+    const std::size_t length = std::min<std::size_t>(own.size(), size - 1);
+    *std::copy_n(own.begin(), length, path) = u'\0';
+    if (length == own.size())
+        return static_cast<DWORD>(length);
+    machine.lastError = ERROR_INSUFFICIENT_BUFFER;
+    return size;
+}
+
+BOOL FreeLibrary(HMODULE module) {
+    Machine& machine = CurrentMachine();
+    const auto node = machine.open.modules.extract(simulated::ToNumber(module));
+    if (node.empty()) {
+        ++machine.badHandles;
+        return 0;
+    }
+    return machine.BeginCall("FreeLibrary", node.mapped()) ? 0 : 1;
+}
+
+}  // namespace platform

@@ -1,0 +1,177 @@
+#include "platform/registry.h"
+
+#include "platform/simulated/calls/handles.h"
+#include "platform/simulated/machine/machine.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace platform {
+
+namespace {
+
+using simulated::CurrentMachine;
+using simulated::Machine;
+using simulated::OpenKey;
+using simulated::RegistryValue;
+
+constexpr DWORD KEY_ALL_ACCESS = 0xF003F;
+
+struct PredefinedKeyName {
+    HKEY key;
+    std::u16string_view name;
+};
+
+/// What a key handle stands for; nothing if it is neither predefined nor open.
+std::optional<OpenKey> LookUpKey(Machine& machine, HKEY key) {
+    const PredefinedKeyName names[] = {
+        {HKEY_CLASSES_ROOT, u"HKEY_CLASSES_ROOT"},     {HKEY_CURRENT_USER, u"HKEY_CURRENT_USER"},
+        {HKEY_LOCAL_MACHINE, u"HKEY_LOCAL_MACHINE"},   {HKEY_USERS, u"HKEY_USERS"},
+        {HKEY_CURRENT_CONFIG, u"HKEY_CURRENT_CONFIG"},
+    };
+    for (const PredefinedKeyName& predefined : names) {
+        if (predefined.key == key)
+            return OpenKey{*simulated::CanonicalKeyPath(predefined.name, machine.process.account),
+                           KEY_ALL_ACCESS};
+    }
+    const auto found = machine.open.keys.find(simulated::ToNumber(key));
+    if (found != machine.open.keys.end())
+        return found->second;
+    ++machine.badHandles;
+    return std::nullopt;
+}
+
+LSTATUS Status(DWORD code) {
+    return static_cast<LSTATUS>(code);
+}
+
+/// The full path of a key to open or create, or the error that its form gives.
+LSTATUS JoinKeyPath(const OpenKey& parent, std::u16string_view subKey, std::u16string& path) {
+    if (subKey.ends_with(u'\\') && subKey.size() > 1)
+        subKey.remove_suffix(1);
+    if (subKey.starts_with(u'\\') || subKey.find(u"\\\\") != std::u16string_view::npos)
+        return Status(ERROR_BAD_PATHNAME);
+    path = parent.path;
+    if (!subKey.empty())
+        path.append(u"\\").append(subKey);
+    return Status(ERROR_SUCCESS);
+}
+
+/// Begins a call that opens or creates a key, whose full path it works out; 0 if it may go on.
+LSTATUS BeginKeyCall(Machine& machine, const char* call, HKEY key, const char16_t* subKey,
+                     std::initializer_list<std::uint64_t> numbers, std::u16string& path) {
+    const std::optional<OpenKey> parent = LookUpKey(machine, key);
+    if (!parent)
+        return Status(ERROR_INVALID_HANDLE);
+    const LSTATUS joined = JoinKeyPath(*parent, subKey == nullptr ? u"" : subKey, path);
+    const std::optional<DWORD> fault = machine.BeginCall(call, path, numbers);
+    return fault ? Status(*fault) : joined;
+}
+
+HKEY HandOut(Machine& machine, std::u16string path, DWORD access) {
+    const std::uintptr_t handle = machine.MakeHandle();
+    machine.open.keys[handle] = {std::move(path), access};
+    return simulated::ToHandle<HKEY>(handle);
+}
+
+/// The name by which faults and call records know a value.
+std::u16string ValueSubject(const OpenKey& key, const char16_t* valueName) {
+    return key.path + u"\\" + (valueName == nullptr ? u"" : valueName);
+}
+
+}  // namespace
+
+LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subKey, DWORD options, DWORD samDesired,
+                      HKEY* result) {
+    Machine& machine = CurrentMachine();
+    std::u16string path;
+    if (const LSTATUS status =
+            BeginKeyCall(machine, "RegOpenKeyExW", key, subKey, {options, samDesired}, path);
+        status != 0)
+        return status;
+    if (!machine.registry.HasKey(path))
+        return Status(ERROR_FILE_NOT_FOUND);
+    *result = HandOut(machine, std::move(path), samDesired);
+    return Status(ERROR_SUCCESS);
+}
+
+LSTATUS RegCreateKeyExW(HKEY key, const char16_t* subKey, DWORD /*reserved*/,
+                        char16_t* /*keyClass*/, DWORD options, DWORD samDesired,
+                        const SECURITY_ATTRIBUTES* /*security*/, HKEY* result, DWORD* disposition) {
+    constexpr DWORD REG_CREATED_NEW_KEY = 1;
+    constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
+    Machine& machine = CurrentMachine();
+    std::u16string path;
+    if (const LSTATUS status =
+            BeginKeyCall(machine, "RegCreateKeyExW", key, subKey, {options, samDesired}, path);
+        status != 0)
+        return status;
+    const bool isNew = !machine.registry.HasKey(path);
+    if (isNew)
+        machine.registry.CreateKey(path);
+    if (disposition != nullptr)
+        *disposition = isNew ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
+    *result = HandOut(machine, std::move(path), samDesired);
+    return Status(ERROR_SUCCESS);
+}
+
+LSTATUS RegQueryValueExW(HKEY key, const char16_t* valueName, DWORD* /*reserved*/, DWORD* type,
+                         BYTE* data, DWORD* size) {
+    Machine& machine = CurrentMachine();
+    const std::optional<OpenKey> opened = LookUpKey(machine, key);
+    if (!opened)
+        return Status(ERROR_INVALID_HANDLE);
+    const DWORD capacity = size == nullptr ? 0 : *size;
+    if (const auto fault =
+            machine.BeginCall("RegQueryValueExW", ValueSubject(*opened, valueName), {capacity}))
+        return Status(*fault);
+    if ((opened->access & KEY_QUERY_VALUE) == 0)
+        return Status(ERROR_ACCESS_DENIED);
+    if (data != nullptr && size == nullptr)
+        return Status(ERROR_INVALID_PARAMETER);
+    const RegistryValue* value =
+        machine.registry.FindValue(opened->path, valueName == nullptr ? u"" : valueName);
+    if (value == nullptr)
+        return Status(ERROR_FILE_NOT_FOUND);
+    if (type != nullptr)
+        *type = value->type;
+    if (size != nullptr)
+        *size = static_cast<DWORD>(value->data.size());
+    if (data == nullptr)
+        return Status(ERROR_SUCCESS);
+    if (value->data.size() > capacity)
+        return Status(ERROR_MORE_DATA);
+    std::copy(value->data.begin(), value->data.end(), data);
+    return Status(ERROR_SUCCESS);
+}
+
+LSTATUS RegSetValueExW(HKEY key, const char16_t* valueName, DWORD /*reserved*/, DWORD type,
+                       const BYTE* data, DWORD size) {
+    Machine& machine = CurrentMachine();
+    const std::optional<OpenKey> opened = LookUpKey(machine, key);
+    if (!opened)
+        return Status(ERROR_INVALID_HANDLE);
+    if (const auto fault =
+            machine.BeginCall("RegSetValueExW", ValueSubject(*opened, valueName), {type, size}))
+        return Status(*fault);
+    if ((opened->access & KEY_SET_VALUE) == 0)
+        return Status(ERROR_ACCESS_DENIED);
+    if (!machine.registry.HasKey(opened->path))
+        return Status(ERROR_KEY_DELETED);
+    machine.registry.SetValue(opened->path, valueName == nullptr ? u"" : valueName, type,
+                              simulated::ValueData(data, data + size));
+    return Status(ERROR_SUCCESS);
+}
+
+LSTATUS RegCloseKey(HKEY key) {
+    Machine& machine = CurrentMachine();
+    const std::optional<OpenKey> opened = LookUpKey(machine, key);
+    if (!opened)
+        return Status(ERROR_INVALID_HANDLE);
+    // A close that is made to fail closes all the same: what a test wants to see is the caller's
+    // way with the result, not a leak that the caller cannot help.
+    machine.open.keys.erase(simulated::ToNumber(key));
+    return Status(machine.BeginCall("RegCloseKey", opened->path).value_or(ERROR_SUCCESS));
+}
+
+}  // namespace platform

@@ -1,0 +1,114 @@
+#include "platform/files.h"
+
+#include "platform/simulated/calls/handles.h"
+#include "platform/simulated/machine/machine.h"
+#include "platform/wide_text.h"
+
+#include <algorithm>
+
+namespace platform {
+
+namespace {
+
+using simulated::CurrentMachine;
+using simulated::FoldCase;
+using simulated::Machine;
+using simulated::OpenSearch;
+
+/// Whether a name fits a pattern; both are in one letter case. "*" stands for any characters and
+/// "?" for one.
+bool Fits(std::u16string_view name, std::u16string_view pattern) {
+    std::size_t i = 0;
+    std::size_t j = 0;
+    std::size_t star = std::u16string_view::npos;
+    std::size_t resume = 0;
+    while (i < name.size()) {
+        if (j < pattern.size() && pattern[j] == u'*') {
+            star = j++;
+            resume = i;
+        } else if (j < pattern.size() && (pattern[j] == u'?' || pattern[j] == name[i])) {
+            ++i;
+            ++j;
+        } else if (star != std::u16string_view::npos) {
+            j = star + 1;
+            i = ++resume;
+        } else {
+            return false;
+        }
+    }
+    return pattern.find_first_not_of(u'*', j) == std::u16string_view::npos;
+}
+
+/// Delivers the next entry that is still there; whether there was one.
+bool Deliver(const Machine& machine, OpenSearch& search, WIN32_FIND_DATAW& entry) {
+    while (search.next < search.paths.size()) {
+        const std::u16string& path = search.paths[search.next++];
+        const auto* node = machine.drive.AllNodes().Find(path);
+        const std::u16string_view name = FileNameOf(path);
+        if (node == nullptr || name.size() >= MAX_PATH)
+            continue;
+        entry = WIN32_FIND_DATAW{};
+        entry.dwFileAttributes = AttributesOf(node->content);
+        entry.nFileSizeHigh = static_cast<DWORD>(node->content.size >> 32U);
+        entry.nFileSizeLow = static_cast<DWORD>(node->content.size);
+        std::copy(name.begin(), name.end(), std::begin(entry.cFileName));
+        return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+HANDLE FindFirstFileW(const char16_t* pattern, WIN32_FIND_DATAW* entry) {
+    Machine& machine = CurrentMachine();
+    if (machine.BeginCall("FindFirstFileW", pattern))
+        return INVALID_HANDLE_VALUE;
+    const std::u16string_view namePattern = FileNameOf(pattern);
+    const std::u16string_view whole(pattern);
+    const auto folder = simulated::ResolvePath(whole.substr(0, whole.size() - namePattern.size()));
+    const auto* node = folder ? machine.drive.AllNodes().Find(*folder) : nullptr;
+    if (node == nullptr || !node->content.isDirectory) {
+        machine.lastError = ERROR_PATH_NOT_FOUND;
+        return INVALID_HANDLE_VALUE;
+    }
+    OpenSearch search;
+    for (const auto* child : machine.drive.AllNodes().Children(*folder)) {
+        if (Fits(FoldCase(FileNameOf(child->path)), FoldCase(namePattern)))
+            search.paths.push_back(child->path);
+    }
+    if (!Deliver(machine, search, *entry)) {
+        machine.lastError = ERROR_FILE_NOT_FOUND;
+        return INVALID_HANDLE_VALUE;
+    }
+    const std::uintptr_t handle = machine.MakeHandle();
+    machine.open.searches.emplace(handle, std::move(search));
+    return simulated::ToHandle<HANDLE>(handle);
+}
+
+BOOL FindNextFileW(HANDLE search, WIN32_FIND_DATAW* entry) {
+    Machine& machine = CurrentMachine();
+    const auto found = machine.open.searches.find(simulated::ToNumber(search));
+    if (found == machine.open.searches.end()) {
+        ++machine.badHandles;
+        machine.lastError = ERROR_INVALID_HANDLE;
+        return 0;
+    }
+    if (machine.BeginCall("FindNextFileW"))
+        return 0;
+    if (Deliver(machine, found->second, *entry))
+        return 1;
+    machine.lastError = ERROR_NO_MORE_FILES;
+    return 0;
+}
+
+BOOL FindClose(HANDLE search) {
+    Machine& machine = CurrentMachine();
+    if (machine.open.searches.erase(simulated::ToNumber(search)) == 0) {
+        ++machine.badHandles;
+        machine.lastError = ERROR_INVALID_HANDLE;
+        return 0;
+    }
+    return machine.BeginCall("FindClose") ? 0 : 1;
+}
+
+}  // namespace platform

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "platform/simulated/machine/caseless_tree.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+
+namespace platform::simulated {
+
+/// A file or a directory of the simulated drive. The content of a file is either in `bytes` or,
+/// until something writes to the file, in a file of the host, so that a large image need not be in
+/// memory.
+struct FileNode {
+    bool isDirectory = true;
+    bool isReadOnly = false;
+    std::uintmax_t size = 0;
+    std::filesystem::path hostFile;  ///< empty if the content is in `bytes`
+    std::string bytes;
+};
+
+/// Drive C: of a simulated machine.
+class Drive {
+  public:
+    using Nodes = CaselessTree<FileNode>;
+
+    Drive();
+
+    /// The node at an absolute path such as `C:\Windows`, in the forms that Windows takes: slashes
+    /// for backslashes, "." and "..", blanks and dots at the end of a name. Null if there is none.
+    [[nodiscard]] const FileNode* Find(std::u16string_view path) const;
+    [[nodiscard]] FileNode* Find(std::u16string_view path);
+    /// The node of the directory in which a path lies, whether or not there is something at the
+    /// path.
+    [[nodiscard]] const FileNode* FindParent(std::u16string_view path) const;
+
+    /// Makes the directory at `path`, and its parents.
+    void AddDirectory(std::u16string_view path);
+    /// Makes the file at `path`, and its parents, with a content in memory.
+    FileNode& AddFile(std::u16string_view path, std::string bytes);
+    /// Removes the node at `path` and all below it.
+    void Remove(std::u16string_view path);
+
+    /// All nodes, from `C:` on.
+    [[nodiscard]] const Nodes& AllNodes() const {
+        return nodes_;
+    }
+
+  private:
+    Nodes nodes_;
+};
+
+/// The attribute bits of a file or directory, as Windows' calls give them.
+[[nodiscard]] std::uint32_t AttributesOf(const FileNode& node);
+
+/// The bytes of a file of the host. Nothing if it is no file or cannot be read.
+[[nodiscard]] std::optional<std::string> ReadHostFile(const std::filesystem::path& path);
+
+/// The whole content of a file, wherever it lies. Nothing if the host's file cannot be read.
+[[nodiscard]] std::optional<std::string> ReadContent(const FileNode& node);
+
+/// An absolute path on drive C: as Windows resolves it before it looks for the file: without ".",
+/// "..", doubled separators, and blanks or dots at the end of a name. Nothing if it is no such path
+/// or is too long for calls that do not opt in to long paths (260 characters or more).
+[[nodiscard]] std::optional<std::u16string> ResolvePath(std::u16string_view path);
+
+/// The full form of a path on any drive, as far as its text tells: relative to the current
+/// directory, without ".", "..", doubled separators, and blanks or dots at the end of a name.
+[[nodiscard]] std::u16string FullPath(std::u16string_view path,
+                                      const std::u16string& currentDirectory);
+
+}  // namespace platform::simulated

@@ -1,0 +1,71 @@
+#include "platform/simulated/machine/pending_renames.h"
+
+#include <algorithm>
+
+namespace platform::simulated {
+
+namespace {
+
+constexpr std::u16string_view kKeyPath =
+    u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Session Manager";
+constexpr std::u16string_view kValueName = u"PendingFileRenameOperations";
+constexpr std::u16string_view kPrefix = u"\\??\\";
+
+/// Takes the text at the start of the list away.
+std::u16string TakeText(std::u16string_view& list) {
+    const std::u16string_view text = list.substr(0, list.find(u'\0'));
+    list.remove_prefix(std::min(text.size() + 1, list.size()));
+    return std::u16string(text);
+}
+
+std::u16string WithoutPrefix(const std::u16string& path) {
+    return path.starts_with(kPrefix) ? path.substr(kPrefix.size()) : path;
+}
+
+/// The pairs of texts that are registered, as they stand there. An empty first text ends the list;
+/// where a second one is missing it is empty.
+std::vector<PendingRename> ReadPairs(const Registry& registry) {
+    const RegistryValue* value = registry.FindValue(kKeyPath, kValueName);
+    if (value == nullptr || value->type != REG_MULTI_SZ)
+        return {};
+    const std::u16string list = CharactersIn(value->data);
+    std::vector<PendingRename> pairs;
+    for (std::u16string_view rest = list; !rest.empty() && rest.front() != u'\0';) {
+        PendingRename& pair = pairs.emplace_back();
+        pair.path = TakeText(rest);
+        pair.newPath = TakeText(rest);
+    }
+    return pairs;
+}
+
+}  // namespace
+
+std::vector<PendingRename> ReadPendingRenames(const Registry& registry) {
+    std::vector<PendingRename> renames = ReadPairs(registry);
+    for (PendingRename& rename : renames) {
+        rename.path = WithoutPrefix(rename.path);
+        rename.newPath = WithoutPrefix(rename.newPath);
+    }
+    return renames;
+}
+
+void RegisterDeletion(Registry& registry, std::u16string_view path,
+                      std::uint64_t& soundGeneration) {
+    if (registry.Generation() != soundGeneration) {
+        std::u16string list;
+        for (const PendingRename& pair : ReadPairs(registry))
+            list.append(pair.path).append(1, u'\0').append(pair.newPath).append(1, u'\0');
+        // The terminator that DataOfText adds ends the list.
+        registry.SetValue(kKeyPath, kValueName, REG_MULTI_SZ, DataOfText(list));
+    }
+    std::u16string pair(kPrefix);
+    pair.append(path).append(2, u'\0');
+    registry.ReplaceEnd(kKeyPath, kValueName, sizeof(char16_t), DataOfText(pair));
+    soundGeneration = registry.Generation();
+}
+
+bool IsPendingRenamesValue(std::u16string_view keyPath, std::u16string_view name) {
+    return FoldCase(keyPath) == FoldCase(kKeyPath) && FoldCase(name) == FoldCase(kValueName);
+}
+
+}  // namespace platform::simulated

@@ -1,0 +1,162 @@
+#include "platform/simulated/machine/registry_store.h"
+
+#include <algorithm>
+#include <atomic>
+
+namespace platform::simulated {
+
+namespace {
+
+struct RootName {
+    std::u16string_view name;
+    std::u16string_view place;
+};
+
+constexpr std::u16string_view kUsers = u"HKEY_USERS";
+
+constexpr RootName kRootNames[] = {
+    {u"HKEY_LOCAL_MACHINE", u"HKEY_LOCAL_MACHINE"},
+    {u"HKEY_USERS", kUsers},
+    {u"HKEY_CURRENT_USER", u""},  // depends on the account
+    {u"HKEY_CLASSES_ROOT", u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes"},
+    {u"HKEY_CURRENT_CONFIG",
+     u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Hardware Profiles\\Current"},
+};
+
+/// A number that no state of any registry had before.
+std::uint64_t NextGeneration() {
+    static std::atomic<std::uint64_t> last = 0;
+    return ++last;
+}
+
+void AppendCharacter(ValueData& data, char16_t character) {
+    data.push_back(static_cast<BYTE>(character & 0xFFU));
+    data.push_back(static_cast<BYTE>(character >> 8U));
+}
+
+}  // namespace
+
+Registry::Registry() {
+    keys_.Insert(u"HKEY_LOCAL_MACHINE");
+    keys_.Insert(kUsers);
+}
+
+bool Registry::HasKey(std::u16string_view path) const {
+    return keys_.Find(path) != nullptr;
+}
+
+void Registry::CreateKey(std::u16string_view path) {
+    keys_.Insert(path);
+    generation_ = NextGeneration();
+}
+
+void Registry::RemoveKey(std::u16string_view path) {
+    keys_.Remove(path);
+    if (path.find(u'\\') == std::u16string_view::npos)
+        keys_.Insert(path);
+    generation_ = NextGeneration();
+}
+
+const RegistryValue* Registry::FindValue(std::u16string_view path, std::u16string_view name) const {
+    const Keys::Entry* key = keys_.Find(path);
+    if (key == nullptr)
+        return nullptr;
+    const auto found = key->content.find(FoldCase(name));
+    return found == key->content.end() ? nullptr : &found->second;
+}
+
+void Registry::SetValue(std::u16string_view path, std::u16string_view name, DWORD type,
+                        ValueData data) {
+    RegistryValues& values = keys_.Insert(path).content;
+    const auto [place, isNew] = values.try_emplace(FoldCase(name));
+    RegistryValue& value = place->second;
+    if (isNew)
+        value.name = name;
+    value.type = type;
+    value.data = std::move(data);
+    generation_ = NextGeneration();
+}
+
+void Registry::SetText(std::u16string_view path, std::u16string_view name,
+                       std::u16string_view text) {
+    SetValue(path, name, REG_SZ, DataOfText(text));
+}
+
+void Registry::SetDword(std::u16string_view path, std::u16string_view name, DWORD number) {
+    ValueData data;
+    AppendCharacter(data, static_cast<char16_t>(number));
+    AppendCharacter(data, static_cast<char16_t>(number >> 16U));
+    SetValue(path, name, REG_DWORD, std::move(data));
+}
+
+void Registry::ReplaceEnd(std::u16string_view path, std::u16string_view name, std::size_t dropped,
+                          const ValueData& more) {
+    ValueData& data = keys_.Find(path)->content.at(FoldCase(name)).data;
+    data.resize(data.size() - std::min(dropped, data.size()));
+    data.insert(data.end(), more.begin(), more.end());
+    generation_ = NextGeneration();
+}
+
+void Registry::RemoveValue(std::u16string_view path, std::u16string_view name) {
+    if (Keys::Entry* key = keys_.Find(path))
+        key->content.erase(FoldCase(name));
+    generation_ = NextGeneration();
+}
+
+std::optional<std::u16string> CanonicalKeyPath(std::u16string_view path,
+                                               std::u16string_view account) {
+    if (path.ends_with(u'\\') || path.find(u"\\\\") != std::u16string_view::npos)
+        return std::nullopt;
+    const std::u16string_view root = path.substr(0, path.find(u'\\'));
+    const std::u16string foldedRoot = FoldCase(root);
+    for (const RootName& known : kRootNames) {
+        if (foldedRoot != known.name)
+            continue;
+        std::u16string canonical(known.place);
+        if (canonical.empty())
+            canonical.append(kUsers).append(u"\\").append(account);
+        return canonical.append(path.substr(root.size()));
+    }
+    return std::nullopt;
+}
+
+ValueData DataOfText(std::u16string_view text) {
+    ValueData data;
+    for (const char16_t character : text)
+        AppendCharacter(data, character);
+    AppendCharacter(data, u'\0');
+    return data;
+}
+
+std::u16string CharactersIn(const ValueData& data) {
+    std::u16string characters;
+    for (std::size_t i = 1; i < data.size(); i += 2)
+        characters.push_back(static_cast<char16_t>(data[i] << 8U | data[i - 1]));
+    return characters;
+}
+
+std::u16string TextIn(const ValueData& data) {
+    std::u16string text = CharactersIn(data);
+    text.resize(std::min(text.find(u'\0'), text.size()));
+    return text;
+}
+
+std::optional<DWORD> DwordIn(const RegistryValue* value) {
+    if (value == nullptr || value->type != REG_DWORD || value->data.size() != sizeof(DWORD))
+        return std::nullopt;
+    const std::u16string halves = CharactersIn(value->data);
+    return static_cast<DWORD>(halves[1]) << 16U | halves[0];
+}
+
+std::vector<std::u16string> TextListIn(const ValueData& data) {
+    const std::u16string characters = CharactersIn(data);
+    std::vector<std::u16string> texts;
+    std::u16string_view rest = characters;
+    while (!rest.empty() && rest.front() != u'\0') {
+        texts.emplace_back(rest.substr(0, rest.find(u'\0')));
+        rest.remove_prefix(std::min(texts.back().size() + 1, rest.size()));
+    }
+    return texts;
+}
+
+}  // namespace platform::simulated
