@@ -18,9 +18,9 @@ void ReadPackage(std::string bytes) {
         return;
     const auto rows = database->Select(u"SELECT `Property`, `Value` FROM `MsiPatchMetadata`");
     std::u16string buffer;
-    for (std::size_t row = 0; rows && row < rows->RowCount(); ++row) {
+    for (std::size_t row = 0; rows && row < rows->CountRows(); ++row) {
         for (const std::size_t field : {1U, 2U})
-            (void)rows->Field(row, field, buffer);
+            (void)rows->GetField(row, field, buffer);
     }
 }
 

@@ -35,9 +35,9 @@ TEST(CleanupStore, WithoutItsKeyOnlyTheFirstWriterSaysSo) {
         LogAffectedMachine(kProduct, true);
         LogExitState(kProduct, ExitState::Success);
     });
-    EXPECT_EQ(StoreText(machine), "");
-    EXPECT_EQ(LogText(machine), "Failed to open registry key for logging current patch info\n");
-    EXPECT_EQ(machine.CallCount("MsiEnumPatchesExW"), 0U);
+    EXPECT_EQ(ReadStoreText(machine), "");
+    EXPECT_EQ(ReadLogText(machine), "Failed to open registry key for logging current patch info\n");
+    EXPECT_EQ(machine.CountCalls("MsiEnumPatchesExW"), 0U);
 }
 
 TEST(CleanupStore, AValueThatCannotBeSetStopsNoOther) {
@@ -49,11 +49,11 @@ TEST(CleanupStore, AValueThatCannotBeSetStopsNoOther) {
         LogCleanupRecord(kProduct, true, u"");
         LogExitState(kProduct, ExitState::Success);
     });
-    EXPECT_EQ(StoreText(machine), "CleanupTime=dword:6afd55c6\n"
-                                  "CurrentPatchType=\"Incremental\"\n"
-                                  "PatchMarkForDeletionList=\"\"\n");
-    EXPECT_NE(LogText(machine).find("Logged exit state: 0\n"), std::string::npos);
-    EXPECT_EQ(NumbersOf(machine, "RegCreateKeyExW"), (std::vector<std::uint64_t>{0, 0x20006}));
+    EXPECT_EQ(ReadStoreText(machine), "CleanupTime=dword:6afd55c6\n"
+                                      "CurrentPatchType=\"Incremental\"\n"
+                                      "PatchMarkForDeletionList=\"\"\n");
+    EXPECT_NE(ReadLogText(machine).find("Logged exit state: 0\n"), std::string::npos);
+    EXPECT_EQ(FindNumbers(machine, "RegCreateKeyExW"), (std::vector<std::uint64_t>{0, 0x20006}));
 }
 
 }  // namespace

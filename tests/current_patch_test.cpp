@@ -40,24 +40,24 @@ TEST(CurrentPatch, IsAnAppliedOneOfTheVersion) {
 TEST(CurrentPatch, PassesOverWhatItCannotRead) {
     Machine machine = MakeMachine();
     AddPatch(machine, 6, {1, u"(1.2.3)", u"state_incr", u"a"});
-    machine.registry.RemoveValue(StateKey(6), u"State");
+    machine.registry.RemoveValue(GetStateKey(6), u"State");
     for (int number = 0; number < 5; ++number)
         AddPatch(machine, number, {1, u"(1.2.3)", u"Upd", u"a"});
     AddPatch(machine, 5, {1, u"(1.2.3)", u"second_incr", u"a"});
-    machine.registry.RemoveKey(SourceListKey(0));
-    machine.registry.RemoveValue(SourceListKey(1), u"PackageName");
-    machine.registry.RemoveValue(PackageKey(2), u"LocalPackage");
-    machine.registry.RemoveValue(StateKey(3), u"DisplayName");
+    machine.registry.RemoveKey(GetSourceListKey(0));
+    machine.registry.RemoveValue(GetSourceListKey(1), u"PackageName");
+    machine.registry.RemoveValue(GetPackageKey(2), u"LocalPackage");
+    machine.registry.RemoveValue(GetStateKey(3), u"DisplayName");
     RunWithLog(machine, [] { EXPECT_EQ(GetCurrentPatchType(u"1.2.3", kProduct), kCumulative); });
-    EXPECT_EQ(LogText(machine), "  [WARN] Failed to get display name for patch: "
-                                "{12345678-9ABC-DEF0-1234-56789ABCDE30}\n"
-                                "Current applied patch is Cumulative: Upd\n");
+    EXPECT_EQ(ReadLogText(machine), "  [WARN] Failed to get display name for patch: "
+                                    "{12345678-9ABC-DEF0-1234-56789ABCDE30}\n"
+                                    "Current applied patch is Cumulative: Upd\n");
 }
 
 TEST(CurrentPatch, MarkerAsksForNoMoreThanItNeeds) {
     Machine machine = MakeMachine();
     RunWithLog(machine, [] { LogPatchMarker(kProduct); });
-    EXPECT_EQ(NumbersOf(machine, "RegCreateKeyExW"), (std::vector<std::uint64_t>{0, 0x102}));
+    EXPECT_EQ(FindNumbers(machine, "RegCreateKeyExW"), (std::vector<std::uint64_t>{0, 0x102}));
 }
 
 }  // namespace

@@ -57,9 +57,9 @@ TEST(UserSampling, TakesTheBandOfIRandomOnZR) {
         Machine machine = MakeMachine();
         SetValue(machine, kRoot + u"\\WebResource", "\"iRandom\"=" + std::string(row.value));
         RunWithLog(machine, [&] { EXPECT_EQ(IsExpEnableForUser(kProduct), row.passes); });
-        EXPECT_EQ(LogText(machine),
+        EXPECT_EQ(ReadLogText(machine),
                   "GetIRandomFromRegistry: Reading iRandom from " + key + "\n" + row.lines);
-        EXPECT_EQ(NumbersOf(machine, "RegOpenKeyExW"), (std::vector<std::uint64_t>{0, 0x20019}));
+        EXPECT_EQ(FindNumbers(machine, "RegOpenKeyExW"), (std::vector<std::uint64_t>{0, 0x20019}));
     }
 }
 
@@ -70,9 +70,10 @@ TEST(UserSampling, SaysWhyThereIsNoNumber) {
         EXPECT_EQ(GetIRandomFromRegistry(kProduct), -1);
         EXPECT_EQ(GetIRandomFromRegistry(u"short"), -1);
     });
-    EXPECT_NE(LogText(machine).find("\\ZR\\WebResource (Error 5)\nGetIRandomFromRegistry: Unknown "
-                                    "product track from ProductCode.\n"),
-              std::string::npos);
+    EXPECT_NE(
+        ReadLogText(machine).find("\\ZR\\WebResource (Error 5)\nGetIRandomFromRegistry: Unknown "
+                                  "product track from ProductCode.\n"),
+        std::string::npos);
 }
 
 }  // namespace

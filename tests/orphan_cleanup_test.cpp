@@ -12,7 +12,7 @@ namespace {
 
 using namespace test;
 
-const std::string kOrphan = WritePackage(WithRows({{"Description", "Kelvane Ostrel"}}));
+const std::string kOrphan = WritePackage(MakePackage({{"Description", "Kelvane Ostrel"}}));
 
 TEST(OrphanCleanup, AnOrphanIsAFileThatNothingLinksToAndThatNamesTheFamily) {
     const LinkedPackages linked = {u"c:\\windows\\installer\\linked.msp"};
@@ -59,7 +59,7 @@ TEST(OrphanCleanup, SetsItsResultsAndOnlyEverSetsTheFlag) {
         EXPECT_EQ(phase.orphanCount, 1);
         EXPECT_EQ(phase.orphanList, u"6.msp");
         EXPECT_EQ(phase.patchesCleaned, wasCleaned);
-        EXPECT_EQ(machine.CallCount("MsiOpenDatabaseW"), 1U) << "a linked package is not opened";
+        EXPECT_EQ(machine.CountCalls("MsiOpenDatabaseW"), 1U) << "a linked package is not opened";
     }
 }
 
@@ -67,7 +67,7 @@ TEST(OrphanCleanup, WhatCannotBeReadCountsAsNotLinked) {
     Machine machine = MakeIncrementalMachine();
     for (const char16_t* name : {u"0.msp", u"1.msp", u"2.msp"})
         machine.drive.AddFile(kCache + name, kOrphan);
-    machine.registry.RemoveValue(PackageKey(0), u"LocalPackage");
+    machine.registry.RemoveValue(GetPackageKey(0), u"LocalPackage");
     AddFault(machine, "MsiEnumPatchesExW", u"", 1610, 3, 3);
     Phase phase;
     RunWithLog(machine, [&] {
@@ -75,7 +75,7 @@ TEST(OrphanCleanup, WhatCannotBeReadCountsAsNotLinked) {
     });
     EXPECT_EQ(phase.orphanList, u"0.msp;2.msp");
     EXPECT_TRUE(phase.patchesCleaned);
-    EXPECT_EQ(CacheText(machine), "1.msp 3.msp 4.msp 5.msp");
+    EXPECT_EQ(ReadCacheText(machine), "1.msp 3.msp 4.msp 5.msp");
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ const std::u16string kPath = kCache + u"a.msp";
 const std::string kNoOpen = "  [FAIL] Failed to open MSP file.\n!\n";
 const std::string kNoView = "  [FAIL] Failed to create view for Description.\n";
 const std::string kNoLog = "!(no log)\n";
-const Package kPackage = WithRows({{"Description", "text"}});
+const Package kPackage = MakePackage({{"Description", "text"}});
 
 struct Result {
     std::u16string description;
@@ -29,7 +29,7 @@ Result Read(const std::string& bytes, const char* failingCall = "none") {
     AddFault(machine, failingCall, u"", 1610);
     Result result;
     RunWithLog(machine, [&] { result.description = GetDescriptionFromMsp(kPath); });
-    result.log = LogText(machine);
+    result.log = ReadLogText(machine);
     return result;
 }
 
@@ -50,7 +50,7 @@ TEST(PackageMetadata, TakesTheFirstDescriptionInAnyLetterCase) {
         {"Latin1AndMore", {{"Description", "caf\xE9 \x80"}}, u"caf\u00E9 \u20AC"},
     };
     for (const auto& row : cases) {
-        const Result result = Read(WritePackage(WithRows(row.rows)));
+        const Result result = Read(WritePackage(MakePackage(row.rows)));
         EXPECT_EQ(result.description, row.description) << row.name;
         EXPECT_EQ(result.log, kNoLog) << row.name;
     }
@@ -60,7 +60,7 @@ TEST(PackageMetadata, ReadsEveryShapeOfPackage) {
     for (const std::size_t sectorSize : {512U, 4096U}) {
         for (const bool isLong : {false, true}) {
             for (const std::size_t filler : {5'000U, 70'000U, 9'000'000U}) {
-                Package package = WithRows(
+                Package package = MakePackage(
                     {{"Filler", std::string(filler, 'f')}, {"Description", "\xE4\xB8\xAD \xFF"}});
                 package.codePage = isLong ? 65001 : 0;
                 package.hasLongReferences = isLong;
@@ -97,7 +97,7 @@ TEST(PackageMetadata, SaysWhatFailsAndLeavesNothingOpen) {
     machine.drive.AddFile(kPath, whole);
     AddFault(machine, "MsiRecordGetStringW", u"", 6, 2, 2);
     RunWithLog(machine, [] { EXPECT_EQ(GetDescriptionFromMsp(kPath), u"") << "no stale text"; });
-    EXPECT_EQ(NumbersOf(machine, "MsiOpenDatabaseW"), std::vector<std::uint64_t>{32});
+    EXPECT_EQ(FindNumbers(machine, "MsiOpenDatabaseW"), std::vector<std::uint64_t>{32});
 }
 
 TEST(PackageMetadata, ADamagedPackageIsOneThatCannotBeOpenedOrQueried) {
@@ -105,11 +105,11 @@ TEST(PackageMetadata, ADamagedPackageIsOneThatCannotBeOpenedOrQueried) {
     const std::size_t fat = whole.size() - 512;
     const auto damage = [&](std::size_t place, std::uint32_t number) {
         std::string file = whole;
-        Patch32(file, place, number);
+        OverwriteNumber(file, place, number);
         return file;
     };
     const auto entry = [&](std::size_t number, std::size_t field) {
-        return DirectoryEntryAt(whole, number) + field;
+        return FindDirectoryEntry(whole, number) + field;
     };
     Package other = kPackage;
     other.classByte = 0x84;
@@ -120,17 +120,17 @@ TEST(PackageMetadata, ADamagedPackageIsOneThatCannotBeOpenedOrQueried) {
     // All of the table of sectors is to lie in a sector that is cut.
     std::string cutDifat = whole + std::string(130 * std::size_t{512} + 100, '\0');
     const auto last = static_cast<std::uint32_t>(cutDifat.size() / 512 - 1);
-    Patch32(cutDifat, 68, last);
+    OverwriteNumber(cutDifat, 68, last);
     for (std::size_t place = 76; place < 512; place += 4)
-        Patch32(cutDifat, place, last);
+        OverwriteNumber(cutDifat, place, last);
     // The first sector of the texts is moved to the end and cut, so that all behind it would shift.
     std::string cutStream =
-        WritePackage(WithRows({{"Description", "text"}, {"Filler", std::string(5'000, 'f')}}));
-    const std::size_t start = DirectoryEntryAt(cutStream, 2) + 116;
+        WritePackage(MakePackage({{"Description", "text"}, {"Filler", std::string(5'000, 'f')}}));
+    const std::size_t start = FindDirectoryEntry(cutStream, 2) + 116;
     const std::uint32_t first = platform::simulated::ReadU32(cutStream, start);
     const auto moved = static_cast<std::uint32_t>(cutStream.size() / 512 - 1);
-    Patch32(cutStream, cutStream.size() - 512 + std::size_t{4} * moved, first + 1);
-    Patch32(cutStream, start, moved);
+    OverwriteNumber(cutStream, cutStream.size() - 512 + std::size_t{4} * moved, first + 1);
+    OverwriteNumber(cutStream, start, moved);
     cutStream += cutStream.substr((std::size_t{first} + 1) * 512, 512 - 14);
     const struct {
         const char* name;

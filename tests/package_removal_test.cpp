@@ -24,9 +24,9 @@ TEST(PackageRemoval, OnlyWhatIsInUseOrDeniedIsMarked) {
             EXPECT_EQ(RemovePackage(kPath, false, u""),
                       isMarked ? RemovalOutcome::Marked : RemovalOutcome::DeleteFailed);
         });
-        EXPECT_EQ(LogText(machine).substr(0, LogText(machine).find('\n')),
+        EXPECT_EQ(ReadLogText(machine).substr(0, ReadLogText(machine).find('\n')),
                   "  [DELETE FAILED] Error code: " + std::to_string(error));
-        EXPECT_EQ(NumbersOf(machine, "MoveFileExW"),
+        EXPECT_EQ(FindNumbers(machine, "MoveFileExW"),
                   std::vector<std::uint64_t>(isMarked ? 1 : 0, 4));
     }
 }

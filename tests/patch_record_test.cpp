@@ -34,17 +34,17 @@ TEST(InstallerQuery, ReadsANumberAsFarAsItGoes) {
 
 TEST(PatchRecord, AFailureEmptiesAFieldOrTakesThePatchAway) {
     Machine machine = MakeIncrementalMachine();
-    machine.registry.RemoveValue(PackageKey(0), u"LocalPackage");
-    machine.registry.RemoveValue(StateKey(1), u"DisplayName");
-    machine.registry.RemoveKey(SourceListKey(2));
-    machine.registry.RemoveValue(StateKey(3), u"State");
-    machine.registry.SetText(SourceListKey(5), u"PackageName", u"no number");
+    machine.registry.RemoveValue(GetPackageKey(0), u"LocalPackage");
+    machine.registry.RemoveValue(GetStateKey(1), u"DisplayName");
+    machine.registry.RemoveKey(GetSourceListKey(2));
+    machine.registry.RemoveValue(GetStateKey(3), u"State");
+    machine.registry.SetText(GetSourceListKey(5), u"PackageName", u"no number");
     AddPatch(machine, 4, {1, u"Update", u"Upd", u"4.msp"});
     RunWithLog(machine, [] {
         const std::vector<PatchRecord> patches = EnumerateProductPatches(kProduct);
         ASSERT_EQ(patches.size(), 6U);
         const PatchRecord& whole = patches[0];
-        EXPECT_EQ(whole.patchCode, PatchCode(1));
+        EXPECT_EQ(whole.patchCode, GetPatchCode(1));
         EXPECT_EQ(whole.localPackage, kCache + u"1.msp");
         EXPECT_EQ(whole.version, u"") << "its display name is missing";
         EXPECT_EQ(whole.packageName, u"Upd2400120613_incr.msp");
@@ -57,10 +57,10 @@ TEST(PatchRecord, AFailureEmptiesAFieldOrTakesThePatchAway) {
         EXPECT_EQ(patches[4].versionNumber, u"");
         EXPECT_EQ(patches[5].patchCode, patches[3].patchCode) << "a repeated patch stays";
     });
-    EXPECT_EQ(LogText(machine), "  [WARN] Failed to get display name for patch: "
-                                "{12345678-9ABC-DEF0-1234-56789ABCDE10}\n"
-                                "Found 6 installed patches\n");
-    EXPECT_EQ(NumbersOf(machine, "MsiEnumPatchesExW"), (std::vector<std::uint64_t>{4, 15, 0}));
+    EXPECT_EQ(ReadLogText(machine), "  [WARN] Failed to get display name for patch: "
+                                    "{12345678-9ABC-DEF0-1234-56789ABCDE10}\n"
+                                    "Found 6 installed patches\n");
+    EXPECT_EQ(FindNumbers(machine, "MsiEnumPatchesExW"), (std::vector<std::uint64_t>{4, 15, 0}));
 }
 
 TEST(PatchRecord, TheListEndsAtTheFirstErrorWhateverItIs) {
@@ -70,7 +70,7 @@ TEST(PatchRecord, TheListEndsAtTheFirstErrorWhateverItIs) {
         EXPECT_EQ(EnumerateProductPatches(kProduct).size(), 2U);
         EXPECT_EQ(EnumerateProductPatches(u"{no product}").size(), 0U);
     });
-    EXPECT_EQ(LogText(machine), "Found 2 installed patches\nFound 0 installed patches\n");
+    EXPECT_EQ(ReadLogText(machine), "Found 2 installed patches\nFound 0 installed patches\n");
 }
 
 }  // namespace

@@ -8,8 +8,8 @@
 namespace image {
 namespace {
 
-using platform::simulated::DataOfText;
 using platform::simulated::EncodeUtf8;
+using platform::simulated::MakeTextData;
 using platform::simulated::Registry;
 using platform::simulated::ValueData;
 
@@ -23,8 +23,8 @@ Registry Read(const std::string& bytes) {
 }
 
 /// A text in UTF-16LE behind its byte-order mark.
-std::string Utf16(std::u16string_view text) {
-    const ValueData data = DataOfText(u"\uFEFF" + std::u16string(text));
+std::string EncodeUtf16(std::u16string_view text) {
+    const ValueData data = MakeTextData(u"\uFEFF" + std::u16string(text));
     return {data.begin(), data.end() - 2};
 }
 
@@ -52,15 +52,15 @@ TEST(RegFile, ReadsEveryFormOfValue) {
             EXPECT_EQ(value->type, type) << EncodeUtf8(name);
             return value->data;
         };
-        EXPECT_EQ(data(u"a \"b\" \\c", 1), DataOfText(u"x\\y\"z"));
-        EXPECT_EQ(data(u"", 1), DataOfText(u"default"));
+        EXPECT_EQ(data(u"a \"b\" \\c", 1), MakeTextData(u"x\\y\"z"));
+        EXPECT_EQ(data(u"", 1), MakeTextData(u"default"));
         EXPECT_EQ(data(u"d", 4), (ValueData{0x1F, 0, 0, 0}));
         EXPECT_EQ(data(u"b", 3), ValueData());
         EXPECT_EQ(data(u"e", 3), (ValueData{0x01, 0x0A, 0xFE}));
         EXPECT_EQ(data(u"m", 7), (ValueData{0x41, 0, 0, 0, 0, 0}));
         EXPECT_EQ(data(u"q", 11), ValueData{1});
         EXPECT_EQ(data(u"t", 0x80000001), ValueData{2});
-        EXPECT_EQ(data(u"lines", 1), DataOfText(u"one\r\ntwo"));
+        EXPECT_EQ(data(u"lines", 1), MakeTextData(u"one\r\ntwo"));
         EXPECT_EQ(data(u"odd", 1), ValueData{0x41});
         EXPECT_EQ(data(u"a", 4), (ValueData{0x0B, 0, 0, 0}));
         EXPECT_EQ(registry.FindValue(kKey, u"a")->name, u"A") << "the first spelling stays";
@@ -71,12 +71,13 @@ TEST(RegFile, ReadsEveryFormOfValue) {
 }
 
 TEST(RegFile, ReadsUtf16AndKeepsALoneSurrogate) {
-    const Registry registry = Read(Utf16(u"Windows Registry Editor Version 5.00\r\n"
-                                         u"[HKEY_CURRENT_USER\\\u00C9]\r\n\"\xD800\"=\"\xDC00\"\r\n"
-                                         u"[hkey_classes_root\\.msp]\r\n"));
+    const Registry registry =
+        Read(EncodeUtf16(u"Windows Registry Editor Version 5.00\r\n"
+                         u"[HKEY_CURRENT_USER\\\u00C9]\r\n\"\xD800\"=\"\xDC00\"\r\n"
+                         u"[hkey_classes_root\\.msp]\r\n"));
     const auto* value = registry.FindValue(u"HKEY_USERS\\S-1-5-18\\\u00E9", u"\xD800");
     ASSERT_NE(value, nullptr);
-    EXPECT_EQ(value->data, DataOfText(u"\xDC00"));
+    EXPECT_EQ(value->data, MakeTextData(u"\xDC00"));
     EXPECT_TRUE(registry.HasKey(u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\.msp"));
 }
 
@@ -114,7 +115,7 @@ TEST(RegFile, NamesPlaceAndReasonOfAFault) {
         {key + "\"a\"=\"\xED\xA0\x80\"\n", "a.reg:3: invalid UTF-8"},
         {key + "\xE2\x82", "a.reg:3: invalid UTF-8"},
         {key + std::string(1, '\0'), "a.reg:3: a NUL character"},
-        {Utf16(u"a\nb") + "c", "a.reg:2: an odd number of bytes in a UTF-16 file"},
+        {EncodeUtf16(u"a\nb") + "c", "a.reg:2: an odd number of bytes in a UTF-16 file"},
         {"\xFE\xFF", "a.reg:1: big-endian UTF-16"},
     };
     for (const auto& row : cases)
@@ -138,8 +139,8 @@ TEST(RegFile, WhatIsWrittenReadsAgainTheSame) {
     const std::string bytes = FormatRegFile(registry);
     const Registry again = Read(bytes);
     EXPECT_EQ(FormatRegFile(again), bytes);
-    auto key = again.AllKeys().begin();
-    for (const auto& [folded, entry] : registry.AllKeys()) {
+    auto key = again.GetKeys().begin();
+    for (const auto& [folded, entry] : registry.GetKeys()) {
         ASSERT_EQ(key->second.path, entry.path) << "in the order of the tree";
         for (const auto& [name, value] : entry.content) {
             ASSERT_NE(again.FindValue(entry.path, value.name), nullptr);

@@ -78,7 +78,7 @@ class Replay : public testing::Test {
 };
 
 /// Every file of a folder with its content, and every folder.
-std::string Snapshot(const fs::path& folder) {
+std::string TakeSnapshot(const fs::path& folder) {
     std::string text;
     std::vector<fs::path> paths(fs::recursive_directory_iterator(folder), {});
     std::sort(paths.begin(), paths.end());
@@ -89,7 +89,7 @@ std::string Snapshot(const fs::path& folder) {
 }
 
 /// The images of a folder, in name order.
-std::vector<fs::path> ImagesIn(const fs::path& folder) {
+std::vector<fs::path> FindImages(const fs::path& folder) {
     std::vector<fs::path> images;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
         if (entry.is_directory())
@@ -103,12 +103,12 @@ class Images : public Replay, public testing::WithParamInterface<fs::path> {};
 
 TEST_P(Images, ReplayAsExpectedAndStayAsTheyAre) {
     const std::string name = GetParam().filename().string();
-    const std::string before = Snapshot(GetParam());
+    const std::string before = TakeSnapshot(GetParam());
     const fs::path out = folder_ / "out";
     const int status = RunReplayWith({GetParam().string(), "--out", out.string()});
     EXPECT_EQ(out_, ReadFile(fs::path(SALTROVE_EXPECTED) / (name + ".txt")));
     EXPECT_EQ(status, out_.ends_with("Process exit code\n  1\n") ? 1 : 0);
-    EXPECT_EQ(Snapshot(GetParam()), before);
+    EXPECT_EQ(TakeSnapshot(GetParam()), before);
 
     // What was written is the machine after the run, and replays again.
     EXPECT_EQ(ReadFile(out / "registry.reg"),
@@ -118,14 +118,16 @@ TEST_P(Images, ReplayAsExpectedAndStayAsTheyAre) {
     EXPECT_EQ(RunReplayWith({out.string()}), status);
 }
 
-std::string TestName(const testing::TestParamInfo<fs::path>& image) {
+std::string MakeTestName(const testing::TestParamInfo<fs::path>& image) {
     std::string name = image.param.filename().string();
     std::replace(name.begin(), name.end(), '-', '_');
     return name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Samples, Images, testing::ValuesIn(ImagesIn(SALTROVE_SAMPLES)), TestName);
-INSTANTIATE_TEST_SUITE_P(Tests, Images, testing::ValuesIn(ImagesIn(SALTROVE_IMAGES)), TestName);
+INSTANTIATE_TEST_SUITE_P(Samples, Images, testing::ValuesIn(FindImages(SALTROVE_SAMPLES)),
+                         MakeTestName);
+INSTANTIATE_TEST_SUITE_P(Tests, Images, testing::ValuesIn(FindImages(SALTROVE_IMAGES)),
+                         MakeTestName);
 
 TEST_F(Replay, TheOutImageHoldsTheDriveAfterTheRun) {
     const fs::path sample = fs::path(SALTROVE_SAMPLES) / "incremental";
@@ -238,7 +240,7 @@ TEST_F(Replay, AWrongCommandLineGivesTheUsage) {
             << err_;
         EXPECT_EQ(out_, "");
     }
-    EXPECT_EQ(Snapshot(image_), "args.txt\nx\n");
+    EXPECT_EQ(TakeSnapshot(image_), "args.txt\nx\n");
 }
 
 TEST_F(Replay, TellsHelpAndVersion) {

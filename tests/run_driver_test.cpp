@@ -17,15 +17,15 @@ TEST(RunDriver, ElapsedTimesAreWholeMillisecondsCutDown) {
     Machine machine = MakeIncrementalMachine();
     machine.clock.perReading = std::chrono::nanoseconds(1'999'999);
     EXPECT_EQ(RunTool(machine, {kProduct, kVersion}), 0);
-    EXPECT_NE(LogText(machine).find("\nPhase 2 execution time: 1 ms\n"), std::string::npos);
-    EXPECT_NE(LogText(machine).find("\nPhase 3 execution time: 1 ms\n"), std::string::npos);
-    EXPECT_NE(LogText(machine).find("\nTotal execution time: 9 ms\n"), std::string::npos);
+    EXPECT_NE(ReadLogText(machine).find("\nPhase 2 execution time: 1 ms\n"), std::string::npos);
+    EXPECT_NE(ReadLogText(machine).find("\nPhase 3 execution time: 1 ms\n"), std::string::npos);
+    EXPECT_NE(ReadLogText(machine).find("\nTotal execution time: 9 ms\n"), std::string::npos);
 }
 
 TEST(RunDriver, WritesItsRecordsInOrderAndHandsPathsOnUnchanged) {
     Machine machine = MakeIncrementalMachine();
     const std::u16string path = u"C:\\WINDOWS\\Installer\\0.MSP";
-    machine.registry.SetText(PackageKey(0), u"LocalPackage", path);
+    machine.registry.SetText(GetPackageKey(0), u"LocalPackage", path);
     EXPECT_EQ(RunTool(machine, {kProduct, kVersion}), 0);
     std::u16string written;
     for (const auto& call : machine.calls) {
@@ -47,7 +47,7 @@ TEST(RunDriver, WhicheverCallFailsNothingLeaksAndNothingNeededGoes) {
             Machine machine = MakeIncrementalMachine();
             AddFault(machine, "", u"", 5, failing, forGood ? 0xFFFFFFFF : failing);
             ASSERT_EQ(RunTool(machine, {kProduct, kVersion}), 0);
-            ASSERT_TRUE(CacheText(machine).ends_with("2.msp 3.msp 4.msp 5.msp"));
+            ASSERT_TRUE(ReadCacheText(machine).ends_with("2.msp 3.msp 4.msp 5.msp"));
             unsigned calls = 0;
             for (const auto& [name, count] : machine.callCounts)
                 calls += count;

@@ -17,9 +17,10 @@ TEST(RunLog, EachLineIsWithTheSystemWhenItsCallReturns) {
     Machine machine = MakeMachine();
     RunWithLog(machine, [&] {
         WriteRunLog(u"first");
-        EXPECT_EQ(LogBytes(machine), kStamp + "first\r\n");
+        EXPECT_EQ(ReadLogBytes(machine), kStamp + "first\r\n");
     });
-    EXPECT_EQ(NumbersOf(machine, "_wfsopen"), std::vector<std::uint64_t>{64}) << "shared with all";
+    EXPECT_EQ(FindNumbers(machine, "_wfsopen"), std::vector<std::uint64_t>{64})
+        << "shared with all";
 }
 
 TEST(RunLog, AFailedWriteOrFlushEndsIt) {
@@ -31,8 +32,8 @@ TEST(RunLog, AFailedWriteOrFlushEndsIt) {
             for (const char16_t* text : {u"one", u"two", u"three"})
                 WriteRunLog(text);
         });
-        EXPECT_EQ(LogText(machine).substr(0, 4), "one\n");
-        EXPECT_EQ(LogText(machine).find("three"), std::string::npos);
+        EXPECT_EQ(ReadLogText(machine).substr(0, 4), "one\n");
+        EXPECT_EQ(ReadLogText(machine).find("three"), std::string::npos);
     }
 }
 
@@ -42,16 +43,16 @@ TEST(RunLog, ALineThatIsCutReachesTheFileWhenItIsClosed) {
         WriteRunLog(u"one");
         WriteRunLog(u"two \u00E9\u4E2D of two");
         WriteRunLog(u"three");
-        EXPECT_EQ(LogBytes(machine), kStamp + "one\r\n");
+        EXPECT_EQ(ReadLogBytes(machine), kStamp + "one\r\n");
     });
-    EXPECT_EQ(LogBytes(machine), kStamp + "one\r\n" + kStamp + "two \xE9");
+    EXPECT_EQ(ReadLogBytes(machine), kStamp + "one\r\n" + kStamp + "two \xE9");
 }
 
 TEST(RunLog, AFolderThatCannotBeAskedAboutGetsNoFile) {
     Machine machine = MakeMachine();
     AddFault(machine, "GetFileAttributesW", u"C:\\Windows\\Temp", 5);
     RunWithLog(machine, [] { WriteRunLog(u"one"); });
-    EXPECT_EQ(LogBytes(machine), "(no log)");
+    EXPECT_EQ(ReadLogBytes(machine), "(no log)");
 }
 
 TEST(RunLog, AFileThatCannotBeOpenedIsNotTriedAgain) {
@@ -61,7 +62,7 @@ TEST(RunLog, AFileThatCannotBeOpenedIsNotTriedAgain) {
         WriteRunLog(u"one");
         WriteRunLog(u"two");
     });
-    EXPECT_EQ(machine.CallCount("_wfsopen"), 1U);
+    EXPECT_EQ(machine.CountCalls("_wfsopen"), 1U);
 }
 
 }  // namespace

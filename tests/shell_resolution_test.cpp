@@ -46,7 +46,7 @@ TEST(ShellResolution, TakesTheShellOfTheAccountThenOfTheMachineThenTheUsual) {
         machine.registry.SetText(u"HKEY_LOCAL_MACHINE" + kWinlogon, u"Shell", row.ofMachine);
         const MachineScope scope(machine);
         EXPECT_EQ(GetShellPath(), row.path);
-        EXPECT_EQ(machine.CallCount("RegOpenKeyExW"),
+        EXPECT_EQ(machine.CountCalls("RegOpenKeyExW"),
                   row.ofUser.empty() || row.ofUser.size() >= 260 ? 2U : 1U);
         ExpectNothingOpen(machine);
     }

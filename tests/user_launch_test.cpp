@@ -41,16 +41,16 @@ TEST(UserLaunch, StartsTheProcessUnderTheUsersToken) {
         EXPECT_EQ(machine.startedProcesses[0].commandLine, kCommand);
         const std::string command = "CommandLine to run in user context: "
                                     "C:\\Windows\\Temp\\Saltrove.exe {code} usercontext\n";
-        EXPECT_EQ(LogText(machine), kInside + kToken + (session == 0 ? "" : command));
-        EXPECT_EQ(NumbersOf(machine, "CreateProcessAsUserW"),
+        EXPECT_EQ(ReadLogText(machine), kInside + kToken + (session == 0 ? "" : command));
+        EXPECT_EQ(FindNumbers(machine, "CreateProcessAsUserW"),
                   session == 0 ? (Numbers{0, 0x8000000}) : Numbers());
-        EXPECT_EQ(NumbersOf(machine, "CreateProcessWithTokenW"),
+        EXPECT_EQ(FindNumbers(machine, "CreateProcessWithTokenW"),
                   session == 0 ? Numbers() : (Numbers{0, 0x8000000}));
-        EXPECT_EQ(NumbersOf(machine, "OpenProcess"), (Numbers{0x400, 0, 500}));
-        EXPECT_EQ(NumbersOf(machine, "OpenProcessToken"), Numbers{0xB});
-        EXPECT_EQ(NumbersOf(machine, "DuplicateTokenEx"), (Numbers{0x18B, 2, 1}));
-        EXPECT_EQ(NumbersOf(machine, "CreateToolhelp32Snapshot"), (Numbers{2, 0}));
-        EXPECT_EQ(NumbersOf(machine, "QueryFullProcessImageNameW"), (Numbers{0, 260}));
+        EXPECT_EQ(FindNumbers(machine, "OpenProcess"), (Numbers{0x400, 0, 500}));
+        EXPECT_EQ(FindNumbers(machine, "OpenProcessToken"), Numbers{0xB});
+        EXPECT_EQ(FindNumbers(machine, "DuplicateTokenEx"), (Numbers{0x18B, 2, 1}));
+        EXPECT_EQ(FindNumbers(machine, "CreateToolhelp32Snapshot"), (Numbers{2, 0}));
+        EXPECT_EQ(FindNumbers(machine, "QueryFullProcessImageNameW"), (Numbers{0, 260}));
     }
 }
 
@@ -83,18 +83,18 @@ TEST(UserLaunch, WhateverFailsNothingIsStartedAndTheRunSucceeds) {
         machine.process.session = row.session;
         EXPECT_FALSE(Launch(machine));
         if (row.session != 0) {
-            EXPECT_TRUE(LogText(machine).starts_with(row.lines));
+            EXPECT_TRUE(ReadLogText(machine).starts_with(row.lines));
             continue;
         }
-        EXPECT_EQ(LogText(machine), row.lines);
+        EXPECT_EQ(ReadLogText(machine), row.lines);
 
         Machine whole = MakeUserMachine();
         AddFault(whole, row.call, row.subject, 5, row.first);
         EXPECT_EQ(RunTool(whole, {kProduct, u"24.3.20790"}), 0);
-        EXPECT_NE(LogText(whole).find("Exe is running in system context\n" + row.lines +
-                                      "\n========== Cleanup Completed"),
+        EXPECT_NE(ReadLogText(whole).find("Exe is running in system context\n" + row.lines +
+                                          "\n========== Cleanup Completed"),
                   std::string::npos);
-        EXPECT_NE(StoreText(whole).find("ExitState=dword:00000000"), std::string::npos);
+        EXPECT_NE(ReadStoreText(whole).find("ExitState=dword:00000000"), std::string::npos);
         EXPECT_TRUE(whole.startedProcesses.empty());
     }
 }
@@ -104,18 +104,18 @@ TEST(UserLaunch, AnOwnSessionThatCannotBeReadIsThatOfTheServices) {
     machine.process.session = 7;
     AddFault(machine, "ProcessIdToSessionId", u"", 5, 2);
     EXPECT_TRUE(Launch(machine));
-    EXPECT_EQ(machine.CallCount("CreateProcessAsUserW"), 1U);
-    EXPECT_EQ(LogText(machine), kInside + kToken);
+    EXPECT_EQ(machine.CountCalls("CreateProcessAsUserW"), 1U);
+    EXPECT_EQ(ReadLogText(machine), kInside + kToken);
 }
 
 TEST(UserLaunch, ALineThatDoesNotFitIsGivenUpBeforeTheShellIsOpened) {
     Machine machine = MakeUserMachine();
     const std::u16string start = u"C:\\Windows\\Temp\\Saltrove.exe ";
     EXPECT_TRUE(Launch(machine, start + std::u16string(259 - start.size(), u'x')));
-    const unsigned opened = machine.CallCount("OpenProcess");
+    const unsigned opened = machine.CountCalls("OpenProcess");
     EXPECT_FALSE(Launch(machine, start + std::u16string(260 - start.size(), u'x')));
-    EXPECT_EQ(machine.CallCount("OpenProcess"), opened + 1) << "by the search alone";
-    EXPECT_EQ(machine.CallCount("OpenProcessToken"), 1U);
+    EXPECT_EQ(machine.CountCalls("OpenProcess"), opened + 1) << "by the search alone";
+    EXPECT_EQ(machine.CountCalls("OpenProcessToken"), 1U);
 }
 
 TEST(UserLaunch, OnlyLocalSystemIsTheSystemContext) {
@@ -141,9 +141,9 @@ TEST(UserLaunch, OnlyLocalSystemIsTheSystemContext) {
         machine.process.account = row.account;
         AddFault(machine, row.failingCall, u"", 8, row.first);
         RunWithLog(machine, [&] { EXPECT_EQ(IsRunningInSystemContext(), row.isSystem); });
-        EXPECT_EQ(LogBytes(machine), "(no log)");
-        EXPECT_EQ(NumbersOf(machine, "OpenProcessToken"), std::vector<std::uint64_t>{0x20008});
-        const std::vector<std::uint64_t> allocation = NumbersOf(machine, "HeapAlloc");
+        EXPECT_EQ(ReadLogBytes(machine), "(no log)");
+        EXPECT_EQ(FindNumbers(machine, "OpenProcessToken"), std::vector<std::uint64_t>{0x20008});
+        const std::vector<std::uint64_t> allocation = FindNumbers(machine, "HeapAlloc");
         EXPECT_TRUE(allocation.empty() || allocation[0] == 8) << "zeroed";
     }
 }

@@ -17,7 +17,7 @@ namespace saltrove {
 
 namespace {
 
-using platform::DecimalText;
+using platform::FormatDecimal;
 
 /// What the phase did, package by package.
 struct Tally {
@@ -121,7 +121,7 @@ std::u16string_view TextOfKeptFate(Fate fate) {
 void LogPatch(const PatchRecord& patch) {
     WriteRunLog(u"");
     WriteRunLog(u"Patch: " + patch.version + u" (" +
-                std::u16string(platform::FileNameOf(patch.localPackage)) + u")");
+                std::u16string(platform::GetFileName(patch.localPackage)) + u")");
     WriteRunLog(u"  State: " + PatchStateName(patch.state) + u", Type: " +
                 std::u16string(PatchTypeOfPackage(patch.packageName)));
 }
@@ -172,11 +172,11 @@ void EvaluatePatch(const PatchRecord& patch, const Boundaries& boundaries, bool 
 void LogSummary(std::size_t evaluated, const Tally& tally) {
     WriteRunLog(u"");
     WriteRunLog(u"Linked Patch Cleanup Summary:");
-    WriteRunLog(u"  - Total evaluated: " + DecimalText(static_cast<std::int64_t>(evaluated)));
-    WriteRunLog(u"  - Preserved: " + DecimalText(tally.preserved));
-    WriteRunLog(u"  - Not present on disk: " + DecimalText(tally.notPresent));
-    WriteRunLog(u"  - Deleted: " + DecimalText(tally.deleted));
-    WriteRunLog(u"  - Marked for deletion on reboot: " + DecimalText(tally.marked));
+    WriteRunLog(u"  - Total evaluated: " + FormatDecimal(static_cast<std::int64_t>(evaluated)));
+    WriteRunLog(u"  - Preserved: " + FormatDecimal(tally.preserved));
+    WriteRunLog(u"  - Not present on disk: " + FormatDecimal(tally.notPresent));
+    WriteRunLog(u"  - Deleted: " + FormatDecimal(tally.deleted));
+    WriteRunLog(u"  - Marked for deletion on reboot: " + FormatDecimal(tally.marked));
 }
 
 std::u16string JoinPaths(const std::vector<std::u16string>& paths) {
@@ -204,7 +204,7 @@ bool CleanupLinkedPatches(const std::u16string& productVersion, const std::u16st
         return false;
 
     WriteRunLog(u"");
-    WriteRunLog(u"Evaluating " + DecimalText(static_cast<std::int64_t>(patches.size())) +
+    WriteRunLog(u"Evaluating " + FormatDecimal(static_cast<std::int64_t>(patches.size())) +
                 u" patches...");
     Tally tally;
     for (const PatchRecord& patch : patches)

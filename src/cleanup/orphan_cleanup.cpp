@@ -16,7 +16,7 @@ namespace saltrove {
 
 namespace {
 
-using platform::DecimalText;
+using platform::FormatDecimal;
 
 struct FileSearchCloser {
     void operator()(platform::HANDLE search) const {
@@ -77,8 +77,8 @@ bool RemoveOrphan(const std::u16string& path, bool simulate, bool& patchesCleane
 void LogSummary(std::int32_t orphanCount, std::int32_t removedCount, bool simulate) {
     WriteRunLog(u"");
     WriteRunLog(u"Orphan Patch Cleanup Summary:");
-    WriteRunLog(u"  - Kelvane orphans found: " + DecimalText(orphanCount));
-    WriteRunLog(u"  - Deleted/Marked: " + DecimalText(removedCount));
+    WriteRunLog(u"  - Kelvane orphans found: " + FormatDecimal(orphanCount));
+    WriteRunLog(u"  - Deleted/Marked: " + FormatDecimal(removedCount));
     if (simulate)
         WriteRunLog(u"[SIMULATION MODE] No actual deletions performed");
 }
@@ -114,7 +114,7 @@ void CleanupOrphanPatches(std::int32_t& orphanCount, std::u16string& orphanList,
 
     std::int32_t removedCount = 0;
     do {
-        const std::u16string fileName = platform::TextInBuffer(entry.cFileName);
+        const std::u16string fileName = platform::ReadBuffer(entry.cFileName);
         const std::u16string path = std::u16string(kInstallerCache) + fileName;
         const auto description = DescribeOrphan(entry.dwFileAttributes, path, linkedPackages);
         if (!description)

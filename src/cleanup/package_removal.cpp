@@ -8,7 +8,9 @@
 namespace saltrove {
 
 bool IsInInstallerCache(const std::u16string& path) {
-    return LowerCaseCopy(path).starts_with(kInstallerCacheInLowerCase);
+    constexpr std::u16string_view kInLowerCase = u"c:\\windows\\installer\\";
+    static_assert(kInLowerCase.size() == kInstallerCache.size());
+    return LowerCaseCopy(path).starts_with(kInLowerCase);
 }
 
 RemovalOutcome RemovePackage(const std::u16string& path, bool simulate,
@@ -22,7 +24,7 @@ RemovalOutcome RemovePackage(const std::u16string& path, bool simulate,
         return RemovalOutcome::Deleted;
     }
     const platform::DWORD deleteError = platform::GetLastError();
-    WriteRunLog(u"  [DELETE FAILED] Error code: " + platform::DecimalText(deleteError));
+    WriteRunLog(u"  [DELETE FAILED] Error code: " + platform::FormatDecimal(deleteError));
     if (deleteError != platform::ERROR_SHARING_VIOLATION &&
         deleteError != platform::ERROR_ACCESS_DENIED)
         return RemovalOutcome::DeleteFailed;
@@ -31,7 +33,7 @@ RemovalOutcome RemovePackage(const std::u16string& path, bool simulate,
         return RemovalOutcome::Marked;
     }
     const platform::DWORD markError = platform::GetLastError();
-    WriteRunLog(std::u16string(markFailedText) + platform::DecimalText(markError));
+    WriteRunLog(std::u16string(markFailedText) + platform::FormatDecimal(markError));
     return RemovalOutcome::MarkFailed;
 }
 

@@ -9,7 +9,6 @@ namespace saltrove {
 /// Windows Installer's cache folder, with a backslash at its end. A fixed text: it is not asked for
 /// where the system keeps its Windows folder.
 inline constexpr std::u16string_view kInstallerCache = u"C:\\Windows\\Installer\\";
-inline constexpr std::u16string_view kInstallerCacheInLowerCase = u"c:\\windows\\installer\\";
 
 /// What became of a package.
 enum class RemovalOutcome {

@@ -82,7 +82,7 @@ FileNode DescribeFile(const fs::directory_entry& entry) {
 void LoadDirectory(const fs::path& folder, const std::u16string& path, Drive& drive) {
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
         const std::u16string inner = path + u"\\" + DecodeFileName(entry.path());
-        if (drive.AllNodes().Find(inner) != nullptr)
+        if (drive.GetNodes().Find(inner) != nullptr)
             throw ImageError(entry.path().string(), 0,
                              "a second name that differs in letter case only");
         if (entry.is_symlink())
@@ -113,7 +113,7 @@ void CopyIfThere(const fs::path& from, const fs::path& to) {
 
 void WriteDrive(const Drive& drive, const fs::path& target) {
     constexpr std::u16string_view kRoot = u"C:";
-    for (const auto& [key, entry] : drive.AllNodes()) {
+    for (const auto& [key, entry] : drive.GetNodes()) {
         std::u16string inner = entry.path.substr(kRoot.size());
         std::replace(inner.begin(), inner.end(), u'\\', u'/');
         const fs::path path(target.string() + "/" + kDriveC + EncodeUtf8(inner));

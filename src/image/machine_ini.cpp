@@ -17,12 +17,12 @@ namespace image {
 namespace {
 
 using platform::DWORD;
-using platform::simulated::CanonicalKeyPath;
 using platform::simulated::EncodeUtf8;
 using platform::simulated::Fault;
-using platform::simulated::FaultSubject;
 using platform::simulated::FoldCase;
 using platform::simulated::Machine;
+using platform::simulated::MakeCanonicalKeyPath;
+using platform::simulated::MakeFaultSubject;
 using platform::simulated::OtherProcess;
 
 /// Why a line is not understood; the reader adds the place.
@@ -31,7 +31,7 @@ class LineError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-std::string Quoted(std::u16string_view text) {
+std::string Quote(std::u16string_view text) {
     return "\"" + EncodeUtf8(text) + "\"";
 }
 
@@ -51,7 +51,7 @@ Number ParseNumber(std::u16string_view text, Number lowest, Number highest,
     const char* end = digits.data() + digits.size();
     const auto [stop, error] = std::from_chars(digits.data(), end, number);
     if (error != std::errc() || stop != end || number < lowest || number > highest)
-        throw LineError(Quoted(text) + " is not " + meaning + " (" + std::to_string(lowest) +
+        throw LineError(Quote(text) + " is not " + meaning + " (" + std::to_string(lowest) +
                         " to " + std::to_string(highest) + ")");
     return number;
 }
@@ -70,7 +70,7 @@ std::u16string ParseSid(std::u16string_view text) {
                        text.find(u"--") == std::u16string_view::npos &&
                        text.find_first_not_of(u"0123456789-", 4) == std::u16string_view::npos;
     if (!isSid)
-        throw LineError(Quoted(text) + " is not a SID (such as S-1-5-18)");
+        throw LineError(Quote(text) + " is not a SID (such as S-1-5-18)");
     return std::u16string(text);
 }
 
@@ -107,11 +107,11 @@ std::chrono::sys_time<std::chrono::milliseconds> ParseUtc(std::u16string_view te
                    std::chrono::minutes(number(14, 2)) + std::chrono::seconds(number(17, 2)) +
                    std::chrono::milliseconds(hasMilliseconds ? number(20, 3) : 0);
     }
-    throw LineError(Quoted(text) + " is not a time in UTC (such as 2026-11-18T07:37:42.123Z)");
+    throw LineError(Quote(text) + " is not a time in UTC (such as 2026-11-18T07:37:42.123Z)");
 }
 
 [[noreturn]] void RejectKey(std::u16string_view key, const std::string& known) {
-    throw LineError(Quoted(key) + " is not a key of this section (" + known + ")");
+    throw LineError(Quote(key) + " is not a key of this section (" + known + ")");
 }
 
 void ReadProcess(Machine& machine, std::u16string_view key, std::u16string_view value) {
@@ -148,7 +148,7 @@ void ReadMissing(Machine& machine, std::u16string_view key, std::u16string_view 
         module == key ? std::string() : EncodeUtf8(key.substr(module.size() + 1));
     if (!platform::simulated::IsKnownExport(module, function) ||
         (module != key && function.empty()))
-        throw LineError(Quoted(key) + " is not a module that the machine has, nor MODULE!FUNCTION");
+        throw LineError(Quote(key) + " is not a module that the machine has, nor MODULE!FUNCTION");
     if (!value.empty())
         throw LineError("nothing stands behind the \"=\" in this section");
     machine.missing.push_back({std::u16string(module), function});
@@ -156,7 +156,7 @@ void ReadMissing(Machine& machine, std::u16string_view key, std::u16string_view 
 
 void ReadSession(Machine& machine, std::u16string_view key, std::u16string_view value) {
     if (value != u"active" && value != u"disconnected")
-        throw LineError(Quoted(value) + " is not a state (active, disconnected)");
+        throw LineError(Quote(value) + " is not a state (active, disconnected)");
     machine.sessions.push_back({ParseSession(key), value == u"active"});
 }
 
@@ -164,7 +164,7 @@ void ReadProcessLine(Machine& machine, std::u16string_view key, std::u16string_v
     const std::size_t first = value.find(u',');
     const std::size_t second = value.find(u',', first + 1);
     if (first == std::u16string_view::npos || second == std::u16string_view::npos)
-        throw LineError(Quoted(value) + " is not \"SESSION, SID, IMAGE PATH\"");
+        throw LineError(Quote(value) + " is not \"SESSION, SID, IMAGE PATH\"");
     machine.processes.push_back({ParseNumber<DWORD>(key, 0, 0x7FFFFFFF, "a process id"),
                                  ParseSession(Trim(value.substr(0, first))),
                                  ParseSid(Trim(value.substr(first + 1, second - first - 1))),
@@ -181,18 +181,18 @@ void AddFault(Machine& machine, const char* call, std::u16string subject,
 }
 
 std::u16string ParseKeyPath(const Machine& machine, std::u16string_view key) {
-    std::optional<std::u16string> path = CanonicalKeyPath(key, machine.process.account);
+    std::optional<std::u16string> path = MakeCanonicalKeyPath(key, machine.process.account);
     if (!path)
-        throw LineError(Quoted(key) + " is not a registry key");
+        throw LineError(Quote(key) + " is not a registry key");
     return *std::move(path);
 }
 
 void ReadDeleteError(Machine& machine, std::u16string_view key, std::u16string_view value) {
-    AddFault(machine, "DeleteFileW", FaultSubject(ParsePath(key)), value);
+    AddFault(machine, "DeleteFileW", MakeFaultSubject(ParsePath(key)), value);
 }
 
 void ReadMarkError(Machine& machine, std::u16string_view key, std::u16string_view value) {
-    AddFault(machine, "MoveFileExW", FaultSubject(ParsePath(key)), value);
+    AddFault(machine, "MoveFileExW", MakeFaultSubject(ParsePath(key)), value);
 }
 
 void ReadKeyError(Machine& machine, std::u16string_view key, std::u16string_view value) {
@@ -224,7 +224,7 @@ const Section& FindSection(std::u16string_view line) {
             return line == u"[" + std::u16string(known.name) + u"]";
         });
     if (section == std::end(kSections))
-        throw LineError(Quoted(line) + " is not a section");
+        throw LineError(Quote(line) + " is not a section");
     return *section;
 }
 
@@ -242,7 +242,7 @@ class IniReader {
             ReadEntry(line);
     }
 
-    [[nodiscard]] std::string SectionPrefix() const {
+    [[nodiscard]] std::string FormatSection() const {
         return section_ == nullptr ? "" : "[" + EncodeUtf8(section_->name) + "]: ";
     }
 
@@ -255,7 +255,7 @@ class IniReader {
             throw LineError("the line has no \"=\"");
         const std::u16string_view key = Trim(line.substr(0, equals));
         if (!seen_.insert({section_, FoldCase(key)}).second)
-            throw LineError(Quoted(key) + " stands here a second time");
+            throw LineError(Quote(key) + " stands here a second time");
         section_->read(machine_, key, Trim(line.substr(equals + 1)));
     }
 
@@ -271,7 +271,7 @@ void ReadLines(const std::string& file, std::u16string_view text, Machine& machi
         try {
             reader.ReadLine(Trim(text.substr(0, length)));
         } catch (const LineError& error) {
-            throw ImageError(file, line, reader.SectionPrefix() + error.what());
+            throw ImageError(file, line, reader.FormatSection() + error.what());
         }
         text.remove_prefix(std::min(length + 1, text.size()));
     }

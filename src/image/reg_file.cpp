@@ -16,9 +16,9 @@ using platform::BYTE;
 using platform::DWORD;
 using platform::REG_BINARY;
 using platform::REG_SZ;
-using platform::simulated::CanonicalKeyPath;
-using platform::simulated::CharactersIn;
 using platform::simulated::EncodeUtf8;
+using platform::simulated::GetCharacters;
+using platform::simulated::MakeCanonicalKeyPath;
 using platform::simulated::Registry;
 using platform::simulated::RegistryValue;
 using platform::simulated::ValueData;
@@ -28,7 +28,7 @@ constexpr std::size_t kDwordDigits = 8;
 constexpr std::size_t kByteDigits = 2;
 constexpr std::size_t kLineWidth = 80;
 
-std::optional<DWORD> HexDigit(char16_t character) {
+std::optional<DWORD> ParseHexDigit(char16_t character) {
     if (character >= u'0' && character <= u'9')
         return character - u'0';
     if (character >= u'a' && character <= u'f')
@@ -147,7 +147,7 @@ class RegReader {
         const bool isRemoval = path.starts_with(u'-');
         if (isRemoval)
             path.remove_prefix(1);
-        key_ = CanonicalKeyPath(path, account);
+        key_ = MakeCanonicalKeyPath(path, account);
         if (!key_)
             Fail(line, "\"" + EncodeUtf8(path) +
                            "\" is not a key: it has to begin with HKEY_LOCAL_MACHINE, HKEY_USERS, "
@@ -215,7 +215,7 @@ class RegReader {
         DWORD number = 0;
         std::size_t digits = 0;
         while (!rest_.empty()) {
-            const std::optional<DWORD> digit = HexDigit(rest_.front());
+            const std::optional<DWORD> digit = ParseHexDigit(rest_.front());
             if (!digit)
                 break;
             if (++digits > mostDigits)
@@ -286,13 +286,13 @@ void AppendHex(std::u16string& text, DWORD number, std::size_t digits) {
 
 /// Whether the data can stand as a text in quotes: that gives it just one NUL, at its end.
 bool IsPlainText(const RegistryValue& value) {
-    const std::u16string characters = CharactersIn(value.data);
+    const std::u16string characters = GetCharacters(value.data);
     return value.type == REG_SZ && value.data.size() % sizeof(char16_t) == 0 &&
            characters.find(u'\0') + 1 == characters.size() && !characters.empty() &&
            characters.find_first_of(u"\r\n") == std::u16string::npos;
 }
 
-std::u16string HexIntroduction(DWORD type) {
+std::u16string FormatHexIntroduction(DWORD type) {
     if (type == REG_BINARY)
         return u"hex:";
     std::u16string introduction(u"hex(");
@@ -329,14 +329,14 @@ void ReadRegFile(const std::string& file, std::string_view bytes, std::u16string
 
 std::u16string FormatRegData(const RegistryValue& value) {
     if (IsPlainText(value))
-        return Quote(platform::simulated::TextIn(value.data));
+        return Quote(platform::simulated::GetText(value.data));
     std::u16string data;
-    if (const std::optional<DWORD> number = platform::simulated::DwordIn(&value)) {
+    if (const std::optional<DWORD> number = platform::simulated::GetDword(&value)) {
         data = u"dword:";
         AppendHex(data, *number, kDwordDigits);
         return data;
     }
-    data = HexIntroduction(value.type);
+    data = FormatHexIntroduction(value.type);
     for (std::size_t i = 0; i < value.data.size(); ++i) {
         if (i > 0)
             data += u',';
@@ -347,7 +347,7 @@ std::u16string FormatRegData(const RegistryValue& value) {
 
 std::string FormatRegFile(const Registry& registry) {
     std::u16string text = u"\uFEFF" + std::u16string(kHeader) + u"\r\n";
-    for (const auto& [key, entry] : registry.AllKeys()) {
+    for (const auto& [key, entry] : registry.GetKeys()) {
         text += u"\r\n[" + entry.path + u"]\r\n";
         for (const auto& [foldedName, value] : entry.content) {
             const std::u16string name = value.name.empty() ? u"@" : Quote(value.name);

@@ -19,14 +19,14 @@ constexpr std::string_view kUtf16LittleMark = "\xFF\xFE";
 constexpr std::string_view kUtf16BigMark = "\xFE\xFF";
 
 template <typename Text>
-std::size_t LineAt(const Text& text, std::size_t place) {
+std::size_t CountLines(const Text& text, std::size_t place) {
     const auto end = text.begin() + static_cast<std::ptrdiff_t>(place);
     return 1 + static_cast<std::size_t>(std::count(text.begin(), end, '\n'));
 }
 
 std::u16string RejectNul(const std::string& file, std::u16string text) {
     if (const std::size_t nul = text.find(u'\0'); nul != std::u16string::npos)
-        throw ImageError(file, LineAt(text, nul),
+        throw ImageError(file, CountLines(text, nul),
                          "a NUL character (UTF-16 needs its byte-order mark)");
     return text;
 }
@@ -35,7 +35,7 @@ std::u16string DecodeUtf16(const std::string& file, std::string_view bytes) {
     std::u16string text(bytes.size() / sizeof(char16_t), u'\0');
     std::memcpy(text.data(), bytes.data(), text.size() * sizeof(char16_t));
     if (bytes.size() % sizeof(char16_t) != 0)
-        throw ImageError(file, LineAt(text, text.size()),
+        throw ImageError(file, CountLines(text, text.size()),
                          "an odd number of bytes in a UTF-16 file");
     return text;
 }
@@ -55,7 +55,7 @@ std::u16string DecodeText(const std::string& file, std::string_view bytes) {
     std::size_t invalidAt = 0;
     std::optional<std::u16string> text = DecodeUtf8(bytes, invalidAt);
     if (!text)
-        throw ImageError(file, LineAt(bytes, invalidAt), "invalid UTF-8");
+        throw ImageError(file, CountLines(bytes, invalidAt), "invalid UTF-8");
     return RejectNul(file, *std::move(text));
 }
 

@@ -13,7 +13,7 @@ namespace saltrove {
 
 namespace {
 
-using platform::TextInBuffer;
+using platform::ReadBuffer;
 
 constexpr std::size_t kGuidLength = 38;
 
@@ -36,7 +36,7 @@ std::optional<std::u16string> GetPatchProperty(const std::u16string& patchCode,
         property, value.data(), &size);
     if (status != platform::ERROR_SUCCESS)
         return std::nullopt;
-    return TextInBuffer(value);
+    return ReadBuffer(value);
 }
 
 }  // namespace
@@ -53,7 +53,7 @@ std::optional<EnumeratedPatch> EnumeratePatch(const char16_t* productCode, platf
         targetProductCode.data(), nullptr, nullptr, nullptr);
     if (status != platform::ERROR_SUCCESS)
         return std::nullopt;
-    return EnumeratedPatch{TextInBuffer(patchCode), TextInBuffer(targetProductCode)};
+    return EnumeratedPatch{ReadBuffer(patchCode), ReadBuffer(targetProductCode)};
 }
 
 std::optional<std::u16string> GetLocalPackage(const std::u16string& patchCode,
@@ -91,7 +91,7 @@ std::optional<std::u16string> ReadPackageName(const std::u16string& patchCode) {
                                    reinterpret_cast<platform::BYTE*>(packageName.data()),
                                    &size) != 0)
         return std::nullopt;
-    return TextInBuffer(packageName);
+    return ReadBuffer(packageName);
 }
 
 std::optional<std::u16string> PackGuid(std::u16string_view guid) {

@@ -19,14 +19,14 @@ constexpr const char16_t* kQuery = u"SELECT `Property`, `Value` FROM `MsiPatchMe
 
 /// The flags "read only" and "a patch package". They are constants of a pointer type, whose sum the
 /// wide form of the call takes as pointer arithmetic, so that 0 and 16 make 32.
-const char16_t* ReadOnlyPatchFile() {
+const char16_t* MakeReadOnlyPatchMode() {
     constexpr std::uintptr_t kPatchFile = 16;
     return reinterpret_cast<const char16_t*>(kPatchFile * sizeof(char16_t));
 }
 
 InstallerHandle OpenPackage(const std::u16string& path) {
     MSIHANDLE handle = 0;
-    if (platform::MsiOpenDatabaseW(path.c_str(), ReadOnlyPatchFile(), &handle) != 0) {
+    if (platform::MsiOpenDatabaseW(path.c_str(), MakeReadOnlyPatchMode(), &handle) != 0) {
         WriteRunLog(u"  [FAIL] Failed to open MSP file.\n");
         return {};
     }
@@ -65,7 +65,7 @@ std::u16string ReadField(const InstallerHandle& record, platform::UINT field) {
         platform::MsiRecordGetStringW(record.get().number, field, buffer.data(), &size);
     if (status != platform::ERROR_SUCCESS && status != platform::ERROR_MORE_DATA)
         return {};
-    return platform::TextInBuffer(std::span(buffer).first(Capacity - 1));
+    return platform::ReadBuffer(std::span(buffer).first(Capacity - 1));
 }
 
 }  // namespace
@@ -80,7 +80,7 @@ std::u16string GetDescriptionFromMsp(const std::u16string& path) {
     while (const InstallerHandle record = FetchRow(view)) {
         const std::u16string property = ReadField<128>(record, 1);
         std::u16string value = ReadField<256>(record, 2);
-        if (platform::EqualIgnoringAsciiCase(property, u"Description"))
+        if (platform::EqualsIgnoringAsciiCase(property, u"Description"))
             return value;
     }
     return {};

@@ -11,7 +11,7 @@ namespace saltrove {
 
 namespace {
 
-using platform::DecimalText;
+using platform::FormatDecimal;
 
 std::optional<PatchRecord> ReadPatch(const std::u16string& patchCode,
                                      const std::u16string& productCode) {
@@ -41,7 +41,7 @@ std::u16string PatchStateName(std::int32_t state) {
     case platform::MSIPATCHSTATE_REGISTERED:
         return u"Registered";
     default:
-        return u"Unknown(" + DecimalText(state) + u")";
+        return u"Unknown(" + FormatDecimal(state) + u")";
     }
 }
 
@@ -54,7 +54,7 @@ std::vector<PatchRecord> EnumerateProductPatches(const std::u16string& productCo
             patches.push_back(*std::move(record));
         ++index;
     }
-    WriteRunLog(u"Found " + DecimalText(static_cast<std::int64_t>(patches.size())) +
+    WriteRunLog(u"Found " + FormatDecimal(static_cast<std::int64_t>(patches.size())) +
                 u" installed patches");
     return patches;
 }

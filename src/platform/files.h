@@ -3,7 +3,8 @@
 #include "platform/types.h"
 
 /// The file calls of Windows, as far as they are used. A path ends in NUL and compares without
-/// regard to case. Each call sets the last error when it fails.
+/// regard to case. Each call sets the last error when it fails; so do some calls of other headers,
+/// which say so.
 namespace platform {
 
 inline constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
@@ -31,6 +32,10 @@ struct WIN32_FIND_DATAW {
     char16_t cFileName[MAX_PATH];
     char16_t cAlternateFileName[14];
 };
+
+/// The calling thread's last error. To be read right behind the call that failed: any other call
+/// may change it.
+[[nodiscard]] DWORD GetLastError();
 
 /// Begins a search for the entries that a pattern fits, which may hold "*" and "?" in its last
 /// part, and delivers the first. The result is to be closed with FindClose; INVALID_HANDLE_VALUE if

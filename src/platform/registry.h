@@ -12,17 +12,17 @@ struct HKEY_TAG;
 using HKEY = HKEY_TAG*;
 
 /// The handle value that Windows gives a predefined key: its 32-bit number, sign-extended.
-[[nodiscard]] inline HKEY PredefinedKey(DWORD number) {
+[[nodiscard]] inline HKEY MakePredefinedKey(DWORD number) {
     return reinterpret_cast<HKEY>(static_cast<std::intptr_t>(static_cast<std::int32_t>(number)));
 }
 
-inline const HKEY HKEY_CLASSES_ROOT = PredefinedKey(0x80000000);
-inline const HKEY HKEY_CURRENT_USER = PredefinedKey(0x80000001);
-inline const HKEY HKEY_LOCAL_MACHINE = PredefinedKey(0x80000002);
-inline const HKEY HKEY_USERS = PredefinedKey(0x80000003);
-inline const HKEY HKEY_PERFORMANCE_DATA = PredefinedKey(0x80000004);
-inline const HKEY HKEY_CURRENT_CONFIG = PredefinedKey(0x80000005);
-inline const HKEY HKEY_DYN_DATA = PredefinedKey(0x80000006);
+inline const HKEY HKEY_CLASSES_ROOT = MakePredefinedKey(0x80000000);
+inline const HKEY HKEY_CURRENT_USER = MakePredefinedKey(0x80000001);
+inline const HKEY HKEY_LOCAL_MACHINE = MakePredefinedKey(0x80000002);
+inline const HKEY HKEY_USERS = MakePredefinedKey(0x80000003);
+inline const HKEY HKEY_PERFORMANCE_DATA = MakePredefinedKey(0x80000004);
+inline const HKEY HKEY_CURRENT_CONFIG = MakePredefinedKey(0x80000005);
+inline const HKEY HKEY_DYN_DATA = MakePredefinedKey(0x80000006);
 
 inline constexpr DWORD KEY_QUERY_VALUE = 0x0001;
 inline constexpr DWORD KEY_SET_VALUE = 0x0002;

@@ -47,8 +47,4 @@ inline constexpr DWORD ERROR_BAD_QUERY_SYNTAX = 1615;
 inline constexpr DWORD ERROR_FUNCTION_FAILED = 1627;
 inline constexpr DWORD ERROR_UNKNOWN_PATCH = 1647;
 
-/// The calling thread's last error. Meaningful only right after a failed call whose contract names
-/// it; any other call may change it.
-[[nodiscard]] DWORD GetLastError();
-
 }  // namespace platform

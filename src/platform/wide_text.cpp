@@ -4,16 +4,16 @@
 
 namespace platform {
 
-std::u16string DecimalText(std::int64_t number) {
+std::u16string FormatDecimal(std::int64_t number) {
     const std::string digits = std::to_string(number);
     return {digits.begin(), digits.end()};
 }
 
-std::u16string TextInBuffer(std::span<const char16_t> buffer) {
+std::u16string ReadBuffer(std::span<const char16_t> buffer) {
     return {buffer.begin(), std::find(buffer.begin(), buffer.end(), u'\0')};
 }
 
-std::u16string_view FileNameOf(std::u16string_view path) {
+std::u16string_view GetFileName(std::u16string_view path) {
     const std::size_t backslash = path.rfind(u'\\');
     return backslash == std::u16string_view::npos ? path : path.substr(backslash + 1);
 }
@@ -23,7 +23,7 @@ char16_t ToLowerAscii(char16_t character) {
     return isCapital ? static_cast<char16_t>(character + (u'a' - u'A')) : character;
 }
 
-bool EqualIgnoringAsciiCase(std::u16string_view a, std::u16string_view b) {
+bool EqualsIgnoringAsciiCase(std::u16string_view a, std::u16string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                       [](char16_t x, char16_t y) { return ToLowerAscii(x) == ToLowerAscii(y); });
 }

@@ -13,10 +13,10 @@ namespace saltrove {
 
 namespace {
 
-using platform::DecimalText;
+using platform::FormatDecimal;
 
 /// The part of the two key paths that the family and the track decide, a backslash in front.
-std::u16string FamilyAndTrack(const std::u16string& productCode, ProductTrack track) {
+std::u16string BuildFamilyAndTrackPath(const std::u16string& productCode, ProductTrack track) {
     std::u16string path(u"\\");
     path += GetProductFamilyKey(productCode);
     path += u'\\';
@@ -24,8 +24,8 @@ std::u16string FamilyAndTrack(const std::u16string& productCode, ProductTrack tr
     return path;
 }
 
-std::u16string ErrorSuffix(platform::LSTATUS status) {
-    return u" (Error " + DecimalText(static_cast<platform::DWORD>(status)) + u")";
+std::u16string FormatErrorSuffix(platform::LSTATUS status) {
+    return u" (Error " + FormatDecimal(static_cast<platform::DWORD>(status)) + u")";
 }
 
 std::optional<platform::DWORD> ReadPatchCleanFlag(const std::u16string& keyPath) {
@@ -50,8 +50,9 @@ FeatureLockState GetPatchCleanupFeatureLockState(const std::u16string& productCo
         WriteRunLog(u"GetPatchCleanupFeatureLockState: Unknown product track from ProductCode.");
         return FeatureLockState::NotSet;
     }
-    const std::u16string keyPath =
-        u"SOFTWARE\\Policies\\Kelvane" + FamilyAndTrack(productCode, *track) + u"\\FeatureLockDown";
+    const std::u16string keyPath = u"SOFTWARE\\Policies\\Kelvane" +
+                                   BuildFamilyAndTrackPath(productCode, *track) +
+                                   u"\\FeatureLockDown";
     WriteRunLog(u"GetPatchCleanupFeatureLockState: Checking registry at " + keyPath);
     const std::optional<platform::DWORD> flag = ReadPatchCleanFlag(keyPath);
     if (!flag)
@@ -85,13 +86,13 @@ std::int32_t GetIRandomFromRegistry(const std::u16string& productCode) {
         return -1;
     }
     const std::u16string keyPath =
-        u"SOFTWARE\\Kelvane" + FamilyAndTrack(productCode, *track) + u"\\WebResource";
+        u"SOFTWARE\\Kelvane" + BuildFamilyAndTrackPath(productCode, *track) + u"\\WebResource";
     WriteRunLog(u"GetIRandomFromRegistry: Reading iRandom from " + keyPath);
     platform::RegistryKey key;
     const platform::LSTATUS opened =
         platform::OpenKeyForReading(platform::HKEY_LOCAL_MACHINE, keyPath, key);
     if (opened != 0) {
-        WriteRunLog(u"RegOpenKeyExW failed for: " + keyPath + ErrorSuffix(opened));
+        WriteRunLog(u"RegOpenKeyExW failed for: " + keyPath + FormatErrorSuffix(opened));
         return -1;
     }
     platform::DWORD iRandom = 0;
@@ -101,10 +102,11 @@ std::int32_t GetIRandomFromRegistry(const std::u16string& productCode) {
                                    reinterpret_cast<platform::BYTE*>(&iRandom), &size);
     key.reset();
     if (queried != 0) {
-        WriteRunLog(u"RegQueryValueExW failed for iRandom in: " + keyPath + ErrorSuffix(queried));
+        WriteRunLog(u"RegQueryValueExW failed for iRandom in: " + keyPath +
+                    FormatErrorSuffix(queried));
         return -1;
     }
-    WriteRunLog(u"GetIRandomFromRegistry: iRandom = " + DecimalText(iRandom));
+    WriteRunLog(u"GetIRandomFromRegistry: iRandom = " + FormatDecimal(iRandom));
     return static_cast<std::int32_t>(iRandom);
 }
 
@@ -119,7 +121,7 @@ bool IsExpEnableForUser(const std::u16string& productCode) {
     const std::int32_t iRandom = GetIRandomFromRegistry(productCode);
     if (iRandom == -1)
         return false;
-    WriteRunLog(u"iRandom: " + DecimalText(iRandom));
+    WriteRunLog(u"iRandom: " + FormatDecimal(iRandom));
     if (!IsInSamplingBand(iRandom))
         return false;
     WriteRunLog(u"Eligible for cleanup based on iRandom sampling.");

@@ -68,7 +68,7 @@ void LogExitState(const std::u16string& productCode, ExitState exitState) {
         return;
     const auto code = static_cast<std::int32_t>(exitState);
     platform::SetDword(store, u"ExitState", static_cast<platform::DWORD>(code));
-    WriteRunLog(u"Logged exit state: " + platform::DecimalText(code));
+    WriteRunLog(u"Logged exit state: " + platform::FormatDecimal(code));
 }
 
 std::u16string ReduceToFileNames(std::u16string_view paths) {
@@ -80,7 +80,7 @@ std::u16string ReduceToFileNames(std::u16string_view paths) {
             continue;
         if (!names.empty())
             names += u';';
-        names += platform::FileNameOf(piece);
+        names += platform::GetFileName(piece);
     }
     return names;
 }

@@ -156,7 +156,7 @@ ProcessReport RunProcess(Machine& machine, const std::vector<std::u16string>& ar
     const Registry registryBefore = machine.registry;
     const Drive driveBefore = machine.drive;
     const std::size_t oldLogSize = ReadLog(driveBefore).size();
-    const unsigned oldOpenings = machine.CallCount("_wfsopen");
+    const unsigned oldOpenings = machine.CountCalls("_wfsopen");
     const std::size_t oldProcesses = machine.startedProcesses.size();
 
     ProcessReport report;
@@ -170,7 +170,7 @@ ProcessReport RunProcess(Machine& machine, const std::vector<std::u16string>& ar
     report.logBytes = log.substr(std::min(oldLogSize, log.size()));
     if (!report.logBytes.empty())
         report.logFate = LogFate::Written;
-    else if (machine.CallCount("_wfsopen") > oldOpenings)
+    else if (machine.CountCalls("_wfsopen") > oldOpenings)
         report.logFate = LogFate::NotWritten;
     report.changes = CompareMachines(registryBefore, driveBefore, machine);
     report.startedProcesses.assign(machine.startedProcesses.begin() +

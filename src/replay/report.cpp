@@ -21,19 +21,19 @@ class ReportWriter {
   public:
     explicit ReportWriter(bool isColoured) : isColoured_(isColoured) {}
 
-    void Heading(const std::string& text) {
+    void WriteHeading(const std::string& text) {
         if (!text_.empty())
             text_ += '\n';
         text_ += isColoured_ ? "\x1B[1m" + text + "\x1B[0m\n" : text + "\n";
     }
 
-    void Line(std::size_t indentation, const std::string& text) {
+    void WriteLine(std::size_t indentation, const std::string& text) {
         if (!text.empty())
             text_.append(2 * indentation, ' ');
         text_ += image::EscapeControls(text) + "\n";
     }
 
-    [[nodiscard]] const std::string& Text() const {
+    [[nodiscard]] const std::string& GetText() const {
         return text_;
     }
 
@@ -50,7 +50,7 @@ void ReportLogLines(std::string_view bytes, ReportWriter& writer) {
         std::u16string text;
         for (const char byte : line)
             text.push_back(static_cast<unsigned char>(byte));
-        writer.Line(0, EncodeUtf8(text));
+        writer.WriteLine(0, EncodeUtf8(text));
     }
 }
 
@@ -58,64 +58,65 @@ void ReportLog(const ProcessReport& report, ReportWriter& writer) {
     const std::string path = EncodeUtf8(saltrove::kRunLogPath);
     switch (report.logFate) {
     case LogFate::Off:
-        writer.Heading("Run log");
-        writer.Line(1, "The run log was off.");
+        writer.WriteHeading("Run log");
+        writer.WriteLine(1, "The run log was off.");
         break;
     case LogFate::NotWritten:
-        writer.Heading("Run log");
-        writer.Line(1, "The run log was on, but " + path + " could not be opened.");
+        writer.WriteHeading("Run log");
+        writer.WriteLine(1, "The run log was on, but " + path + " could not be opened.");
         break;
     case LogFate::Written:
-        writer.Heading("Run log, added to " + path);
+        writer.WriteHeading("Run log, added to " + path);
         ReportLogLines(report.logBytes, writer);
         break;
     }
 }
 
 std::string DescribeValue(const RegistryValue& value) {
-    if (const auto number = platform::simulated::DwordIn(&value))
+    if (const auto number = platform::simulated::GetDword(&value))
         return "dword " + std::to_string(*number);
     return EncodeUtf8(image::FormatRegData(value));
 }
 
 void ReportRegistry(const Changes& changes, ReportWriter& writer) {
-    writer.Heading("Registry values");
+    writer.WriteHeading("Registry values");
     std::u16string_view keyPath;
     for (const ValueChange& change : changes.values) {
         if (change.keyPath != keyPath) {
             keyPath = change.keyPath;
             const bool isNew = std::find(changes.newKeys.begin(), changes.newKeys.end(),
                                          change.keyPath) != changes.newKeys.end();
-            writer.Line(1, EncodeUtf8(keyPath) + (isNew ? " (new key)" : ""));
+            writer.WriteLine(1, EncodeUtf8(keyPath) + (isNew ? " (new key)" : ""));
         }
         const std::string name = change.name.empty() ? "(default)" : EncodeUtf8(change.name);
-        writer.Line(2, name + ": " + (change.before ? DescribeValue(*change.before) : "(none)") +
-                           " -> " + DescribeValue(change.after));
+        writer.WriteLine(2, name + ": " +
+                                (change.before ? DescribeValue(*change.before) : "(none)") +
+                                " -> " + DescribeValue(change.after));
     }
     if (changes.values.empty())
-        writer.Line(1, "none changed");
+        writer.WriteLine(1, "none changed");
 }
 
 void ReportRemovedFiles(const std::vector<RemovedFile>& files, ReportWriter& writer) {
-    writer.Heading("Files removed");
+    writer.WriteHeading("Files removed");
     std::uintmax_t sum = 0;
     for (const RemovedFile& file : files) {
         sum += file.size;
-        writer.Line(1, EncodeUtf8(file.path) + ", " + std::to_string(file.size) + " bytes");
+        writer.WriteLine(1, EncodeUtf8(file.path) + ", " + std::to_string(file.size) + " bytes");
     }
     if (files.empty())
-        writer.Line(1, "none");
+        writer.WriteLine(1, "none");
     else
-        writer.Line(1, "together " + std::to_string(files.size()) + ", " + std::to_string(sum) +
-                           " bytes");
+        writer.WriteLine(1, "together " + std::to_string(files.size()) + ", " +
+                                std::to_string(sum) + " bytes");
 }
 
 void ReportRestartDeletions(const std::vector<std::u16string>& paths, ReportWriter& writer) {
-    writer.Heading("Deletions registered for the next restart");
+    writer.WriteHeading("Deletions registered for the next restart");
     for (const std::u16string& path : paths)
-        writer.Line(1, EncodeUtf8(path));
+        writer.WriteLine(1, EncodeUtf8(path));
     if (paths.empty())
-        writer.Line(1, "none");
+        writer.WriteLine(1, "none");
 }
 
 std::string DescribeProcess(const StartedProcess& process) {
@@ -124,13 +125,13 @@ std::string DescribeProcess(const StartedProcess& process) {
 }
 
 void ReportStartedProcesses(const std::vector<StartedProcess>& processes, ReportWriter& writer) {
-    writer.Heading("Processes started");
+    writer.WriteHeading("Processes started");
     for (const StartedProcess& process : processes) {
-        writer.Line(1, DescribeProcess(process));
-        writer.Line(2, EncodeUtf8(process.commandLine));
+        writer.WriteLine(1, DescribeProcess(process));
+        writer.WriteLine(2, EncodeUtf8(process.commandLine));
     }
     if (processes.empty())
-        writer.Line(1, "none");
+        writer.WriteLine(1, "none");
 }
 
 void ReportProcess(const ProcessReport& report, ReportWriter& writer) {
@@ -139,10 +140,10 @@ void ReportProcess(const ProcessReport& report, ReportWriter& writer) {
     ReportRemovedFiles(report.changes.removedFiles, writer);
     ReportRestartDeletions(report.changes.restartDeletions, writer);
     ReportStartedProcesses(report.startedProcesses, writer);
-    writer.Heading("Process exit code");
-    writer.Line(1, std::to_string(report.exitCode));
+    writer.WriteHeading("Process exit code");
+    writer.WriteLine(1, std::to_string(report.exitCode));
     if (report.leftOpen > 0)
-        writer.Line(1, "left open: " + std::to_string(report.leftOpen));
+        writer.WriteLine(1, "left open: " + std::to_string(report.leftOpen));
 }
 
 }  // namespace
@@ -151,10 +152,10 @@ std::string FormatReport(const RunReport& report, bool isColoured) {
     ReportWriter writer(isColoured);
     ReportProcess(report.run, writer);
     for (const StartedProcessReport& started : report.started) {
-        writer.Heading("What the started process did: " + DescribeProcess(started.process));
+        writer.WriteHeading("What the started process did: " + DescribeProcess(started.process));
         ReportProcess(started.report, writer);
     }
-    return writer.Text();
+    return writer.GetText();
 }
 
 }  // namespace replay

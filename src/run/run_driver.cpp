@@ -43,7 +43,7 @@ bool IsInstallerAvailable() {
 
 void LogTime(std::u16string_view label, nanoseconds start, nanoseconds end) {
     const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(end - start);
-    WriteRunLog(std::u16string(label) + platform::DecimalText(elapsed.count()) + u" ms");
+    WriteRunLog(std::u16string(label) + platform::FormatDecimal(elapsed.count()) + u" ms");
 }
 
 void LogBanner(const RunOptions& options) {
@@ -162,7 +162,7 @@ int RunProgram(std::span<const std::u16string> arguments) {
         return kExitCodeSuccess;
     }
     options.simulate =
-        arguments.size() == 4 && platform::EqualIgnoringAsciiCase(arguments[3], u"simulate");
+        arguments.size() == 4 && platform::EqualsIgnoringAsciiCase(arguments[3], u"simulate");
     const ExitState exitState = RunPhases(options);
     LogExitState(options.productCode, exitState);
     CloseRunLog();

@@ -2,7 +2,7 @@
 
 #include "platform/files.h"
 #include "platform/modules.h"
-#include "platform/process_access.h"
+#include "platform/process_closers.h"
 #include "platform/registry_access.h"
 #include "platform/wide_text.h"
 
@@ -44,13 +44,13 @@ platform::HKEY FindHive(std::u16string_view name) {
 }
 
 /// The text in front of the first backslash, where backslashes at the very start do not count.
-std::u16string_view FirstPart(std::u16string_view path) {
+std::u16string_view GetFirstPart(std::u16string_view path) {
     path.remove_prefix(std::min(path.find_first_not_of(u'\\'), path.size()));
     return path.substr(0, path.find(u'\\'));
 }
 
 /// The text behind the first backslash; empty without one.
-std::u16string_view BehindFirstPart(std::u16string_view path) {
+std::u16string_view SkipFirstPart(std::u16string_view path) {
     path.remove_prefix(std::min(path.find(u'\\'), path.size()));
     return path.substr(std::min<std::size_t>(1, path.size()));
 }
@@ -71,7 +71,7 @@ std::u16string QueryImagePath(const platform::Handle& process) {
     DWORD size = platform::MAX_PATH;
     if (process)
         platform::QueryFullProcessImageNameW(process.get(), 0, path.data(), &size);
-    return platform::TextInBuffer(path);
+    return platform::ReadBuffer(path);
 }
 
 /// The first active session in the system's order.
@@ -100,7 +100,7 @@ bool IsShellOfActiveSession(DWORD processId, const std::u16string& shellPath) {
     const platform::Handle process(
         platform::OpenProcess(platform::PROCESS_QUERY_INFORMATION, 0, processId));
     const std::u16string imagePath = QueryImagePath(process);
-    return !imagePath.empty() && platform::EqualIgnoringAsciiCase(imagePath, shellPath) &&
+    return !imagePath.empty() && platform::EqualsIgnoringAsciiCase(imagePath, shellPath) &&
            IsInActiveSession(processId);
 }
 
@@ -109,8 +109,8 @@ bool IsShellOfActiveSession(DWORD processId, const std::u16string& shellPath) {
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static): its callers hold an instance
 void RegUtil::ReadShellValue(const std::u16string& fullKeyPath, std::u16string& shellValue) const {
     platform::RegistryKey key;
-    if (platform::OpenKeyForReading(FindHive(FirstPart(fullKeyPath)),
-                                    std::u16string(BehindFirstPart(fullKeyPath)), key) != 0)
+    if (platform::OpenKeyForReading(FindHive(GetFirstPart(fullKeyPath)),
+                                    std::u16string(SkipFirstPart(fullKeyPath)), key) != 0)
         return;
     std::array<char16_t, platform::MAX_PATH + 1> data{};
     DWORD type = 0;
@@ -118,7 +118,7 @@ void RegUtil::ReadShellValue(const std::u16string& fullKeyPath, std::u16string& 
     if (platform::RegQueryValueExW(key.get(), u"Shell", nullptr, &type,
                                    reinterpret_cast<platform::BYTE*>(data.data()), &size) != 0)
         return;
-    std::u16string text = platform::TextInBuffer(data);
+    std::u16string text = platform::ReadBuffer(data);
     if (text.size() < platform::MAX_PATH)
         shellValue = std::move(text);
 }
@@ -132,7 +132,7 @@ std::optional<std::u16string> GetShellPath() {
     const platform::UINT length = platform::GetWindowsDirectoryW(folder.data(), platform::MAX_PATH);
     if (length == 0 || length > platform::MAX_PATH)
         return u"C:\\Windows\\explorer.exe";
-    std::u16string path = platform::TextInBuffer(folder) + u"\\" + shell;
+    std::u16string path = platform::ReadBuffer(folder) + u"\\" + shell;
     if (path.size() >= platform::MAX_PATH)
         return std::nullopt;
     return path;

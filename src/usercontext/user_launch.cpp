@@ -2,7 +2,7 @@
 
 #include "log/run_log.h"
 #include "platform/modules.h"
-#include "platform/process_access.h"
+#include "platform/process_closers.h"
 #include "platform/wide_text.h"
 #include "usercontext/shell_resolution.h"
 
@@ -69,7 +69,7 @@ bool CreateUserProcess(HANDLE userToken, CommandBuffer& commandBuffer,
         return platform::CreateProcessAsUserW(userToken, nullptr, commandBuffer.data(), nullptr,
                                               nullptr, 0, platform::CREATE_NO_WINDOW, nullptr,
                                               nullptr, &startupInfo, &processInfo) != 0;
-    WriteRunLog(u"CommandLine to run in user context: " + platform::TextInBuffer(commandBuffer));
+    WriteRunLog(u"CommandLine to run in user context: " + platform::ReadBuffer(commandBuffer));
     return platform::CreateProcessWithTokenW(userToken, 0, nullptr, commandBuffer.data(),
                                              platform::CREATE_NO_WINDOW, nullptr, nullptr,
                                              &startupInfo, &processInfo) != 0;
@@ -146,7 +146,7 @@ std::u16string GetModulePath() {
     std::array<char16_t, platform::MAX_PATH> path{};
     const DWORD length = platform::GetModuleFileNameW(nullptr, path.data(), platform::MAX_PATH);
     // A path that had to be cut is none: it would name another program.
-    return length == platform::MAX_PATH ? std::u16string() : platform::TextInBuffer(path);
+    return length == platform::MAX_PATH ? std::u16string() : platform::ReadBuffer(path);
 }
 
 }  // namespace saltrove

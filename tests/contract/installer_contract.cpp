@@ -20,59 +20,61 @@ const std::u16string kClasses = u"SOFTWARE\\Classes\\Installer\\";
 const std::u16string kUserData =
     u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData\\S-1-5-18\\";
 
-RegistryKey Key(const std::u16string& path) {
+RegistryKey OpenForWriting(const std::u16string& path) {
     return CreateKey(HKEY_LOCAL_MACHINE, path, KEY_WRITE);
 }
 
 /// Registers the product with the two patches, the second before the first, in the states 1 and 2.
 void RegisterProduct() {
     const std::u16string own = kUserData + u"Products\\" + kPackedProduct;
-    SetText(Key(own + u"\\InstallProperties"), u"DisplayName", u"Contract");
-    const RegistryKey patches = Key(kClasses + u"Products\\" + kPackedProduct + u"\\Patches");
+    SetText(OpenForWriting(own + u"\\InstallProperties"), u"DisplayName", u"Contract");
+    const RegistryKey patches =
+        OpenForWriting(kClasses + u"Products\\" + kPackedProduct + u"\\Patches");
     const std::u16string list = kPackedPatches[1] + u'\0' + kPackedPatches[0] + u'\0' + u'\0';
     RegSetValueExW(patches.get(), u"Patches", 0, REG_MULTI_SZ,
                    reinterpret_cast<const BYTE*>(list.data()), static_cast<DWORD>(list.size() * 2));
     for (DWORD i = 0; i < 2; ++i) {
         SetText(patches, kPackedPatches[i].c_str(), u":Update;:#Update");
-        const RegistryKey state = Key(own + u"\\Patches\\" + kPackedPatches[i]);
+        const RegistryKey state = OpenForWriting(own + u"\\Patches\\" + kPackedPatches[i]);
         SetDword(state, u"State", i + 1);
-        SetText(Key(kUserData + u"Patches\\" + kPackedPatches[i]), u"LocalPackage", u"C:\\x.msp");
+        SetText(OpenForWriting(kUserData + u"Patches\\" + kPackedPatches[i]), u"LocalPackage",
+                u"C:\\x.msp");
     }
 }
 
 /// The patch and the product that are delivered, or the error.
-std::u16string PatchAt(const char16_t* product, DWORD filter, DWORD index) {
+std::u16string GetPatchAt(const char16_t* product, DWORD filter, DWORD index) {
     char16_t patch[39] = {};
     char16_t target[39] = {};
     const UINT status = MsiEnumPatchesExW(product, nullptr, MSIINSTALLCONTEXT_MACHINE, filter,
                                           index, patch, target, nullptr, nullptr, nullptr);
-    return status == 0 ? std::u16string(patch) + target : DecimalText(status);
+    return status == 0 ? std::u16string(patch) + target : FormatDecimal(status);
 }
 
 TEST(InstallerContract, PatchesComeInTheirOrderAndByState) {
     RegisterProduct();
-    EXPECT_EQ(PatchAt(kProduct, MSIPATCHSTATE_ALL, 0), kPatches[1] + kProduct);
-    EXPECT_EQ(PatchAt(kProduct, MSIPATCHSTATE_ALL, 1), kPatches[0] + kProduct);
-    EXPECT_EQ(PatchAt(kProduct, MSIPATCHSTATE_ALL, 2), u"259");
-    EXPECT_EQ(PatchAt(kProduct, MSIPATCHSTATE_APPLIED, 0), kPatches[0] + kProduct);
-    EXPECT_EQ(PatchAt(kProduct, MSIPATCHSTATE_APPLIED, 1), u"259");
-    EXPECT_EQ(PatchAt(kPatches[0].c_str(), MSIPATCHSTATE_ALL, 0), u"259") << "no such product";
+    EXPECT_EQ(GetPatchAt(kProduct, MSIPATCHSTATE_ALL, 0), kPatches[1] + kProduct);
+    EXPECT_EQ(GetPatchAt(kProduct, MSIPATCHSTATE_ALL, 1), kPatches[0] + kProduct);
+    EXPECT_EQ(GetPatchAt(kProduct, MSIPATCHSTATE_ALL, 2), u"259");
+    EXPECT_EQ(GetPatchAt(kProduct, MSIPATCHSTATE_APPLIED, 0), kPatches[0] + kProduct);
+    EXPECT_EQ(GetPatchAt(kProduct, MSIPATCHSTATE_APPLIED, 1), u"259");
+    EXPECT_EQ(GetPatchAt(kPatches[0].c_str(), MSIPATCHSTATE_ALL, 0), u"259") << "no such product";
 }
 
 /// The property, or the error, and behind it the size that the call gave.
-std::u16string Property(const std::u16string& patch, const char16_t* property, DWORD size) {
+std::u16string ReadProperty(const std::u16string& patch, const char16_t* property, DWORD size) {
     char16_t value[16] = {};
     const UINT status = MsiGetPatchInfoExW(patch.c_str(), kProduct, nullptr,
                                            MSIINSTALLCONTEXT_MACHINE, property, value, &size);
-    return (status == 0 ? value : DecimalText(status)) + u" " + DecimalText(size);
+    return (status == 0 ? value : FormatDecimal(status)) + u" " + FormatDecimal(size);
 }
 
 TEST(InstallerContract, APropertyIsReadWithItsTerminatorOrNotAtAll) {
     RegisterProduct();
-    EXPECT_EQ(Property(kPatches[1], u"LocalPackage", 9), u"C:\\x.msp 8");
-    EXPECT_EQ(Property(kPatches[1], u"LocalPackage", 8), u"234 8");
-    EXPECT_EQ(Property(kPatches[1], u"State", 10), u"2 1");
-    EXPECT_EQ(Property(kProduct, u"State", 10), u"1647 10") << "no such patch";
+    EXPECT_EQ(ReadProperty(kPatches[1], u"LocalPackage", 9), u"C:\\x.msp 8");
+    EXPECT_EQ(ReadProperty(kPatches[1], u"LocalPackage", 8), u"234 8");
+    EXPECT_EQ(ReadProperty(kPatches[1], u"State", 10), u"2 1");
+    EXPECT_EQ(ReadProperty(kProduct, u"State", 10), u"1647 10") << "no such patch";
 }
 
 const char16_t* const kReadOnlyPatchFile = reinterpret_cast<const char16_t*>(32);

@@ -1,5 +1,6 @@
+#include "platform/files.h"
 #include "platform/modules.h"
-#include "platform/process_access.h"
+#include "platform/process_closers.h"
 #include "usercontext/shell_resolution.h"
 
 #include <gtest/gtest.h>

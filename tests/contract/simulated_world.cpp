@@ -30,7 +30,7 @@ class SimulatedWorld : public testing::Environment {
     testing::AddGlobalTestEnvironment(std::make_unique<SimulatedWorld>().release());
 
 platform::simulated::Drive& Drive() {
-    return platform::simulated::CurrentMachine().drive;
+    return platform::simulated::GetCurrentMachine().drive;
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ const std::u16string kUserData =
     u"S-1-5-18";
 const std::u16string kPackedProduct = u"1E09A7B5E2D491C4A845CE3810F63C00";
 
-std::u16string PackedPatch(int number) {
+std::u16string GetPackedPatch(int number) {
     std::u16string packed = u"87654321CBA90FED21436587A9CBED00";
     packed[31] = static_cast<char16_t>(u'0' + number);
     return packed;
@@ -26,22 +26,22 @@ std::u16string PackedPatch(int number) {
 
 }  // namespace
 
-std::u16string PatchCode(int number) {
+std::u16string GetPatchCode(int number) {
     std::u16string code = u"{12345678-9ABC-DEF0-1234-56789ABCDE00}";
     code[35] = static_cast<char16_t>(u'0' + number);
     return code;
 }
 
-std::u16string SourceListKey(int number) {
-    return kClasses + u"\\Patches\\" + PackedPatch(number) + u"\\SourceList";
+std::u16string GetSourceListKey(int number) {
+    return kClasses + u"\\Patches\\" + GetPackedPatch(number) + u"\\SourceList";
 }
 
-std::u16string PackageKey(int number) {
-    return kUserData + u"\\Patches\\" + PackedPatch(number);
+std::u16string GetPackageKey(int number) {
+    return kUserData + u"\\Patches\\" + GetPackedPatch(number);
 }
 
-std::u16string StateKey(int number) {
-    return kUserData + u"\\Products\\" + kPackedProduct + u"\\Patches\\" + PackedPatch(number);
+std::u16string GetStateKey(int number) {
+    return kUserData + u"\\Products\\" + kPackedProduct + u"\\Patches\\" + GetPackedPatch(number);
 }
 
 Machine MakeMachine() {
@@ -59,16 +59,16 @@ void AddPatch(Machine& machine, int number, const Patch& patch) {
     const std::u16string listKey = kClasses + u"\\Products\\" + kPackedProduct + u"\\Patches";
     std::u16string list;
     if (const auto* value = machine.registry.FindValue(listKey, u"Patches")) {
-        list = platform::simulated::CharactersIn(value->data);
+        list = platform::simulated::GetCharacters(value->data);
         list.pop_back();
     }
-    list += PackedPatch(number) + u'\0';
+    list += GetPackedPatch(number) + u'\0';
     machine.registry.SetValue(listKey, u"Patches", platform::REG_MULTI_SZ,
-                              platform::simulated::DataOfText(list));
-    machine.registry.SetText(PackageKey(number), u"LocalPackage", kCache + patch.file);
-    machine.registry.SetText(StateKey(number), u"DisplayName", patch.displayName);
-    machine.registry.SetDword(StateKey(number), u"State", patch.state);
-    machine.registry.SetText(SourceListKey(number), u"PackageName", patch.packageName);
+                              platform::simulated::MakeTextData(list));
+    machine.registry.SetText(GetPackageKey(number), u"LocalPackage", kCache + patch.file);
+    machine.registry.SetText(GetStateKey(number), u"DisplayName", patch.displayName);
+    machine.registry.SetDword(GetStateKey(number), u"State", patch.state);
+    machine.registry.SetText(GetSourceListKey(number), u"PackageName", patch.packageName);
     machine.drive.AddFile(kCache + patch.file, "package");
 }
 
@@ -86,7 +86,7 @@ Machine MakeIncrementalMachine() {
 void SetValue(Machine& machine, const std::u16string& keyPath, const std::string& line) {
     const std::string head = "Windows Registry Editor Version 5.00\n[";
     image::ReadRegFile("", head + platform::simulated::EncodeUtf8(keyPath) + "]\n" + line, {},
-                        machine.registry);
+                       machine.registry);
 }
 
 void AddFault(Machine& machine, std::string call, std::u16string subject, DWORD code,
@@ -102,7 +102,7 @@ int RunTool(Machine& machine, std::vector<std::u16string> arguments) {
     return exitCode;
 }
 
-std::vector<std::uint64_t> NumbersOf(const Machine& machine, std::string_view call) {
+std::vector<std::uint64_t> FindNumbers(const Machine& machine, std::string_view call) {
     for (const auto& record : machine.calls) {
         if (record.call == call)
             return record.numbers;
@@ -110,15 +110,15 @@ std::vector<std::uint64_t> NumbersOf(const Machine& machine, std::string_view ca
     return {};
 }
 
-std::string LogBytes(const Machine& machine) {
+std::string ReadLogBytes(const Machine& machine) {
     const auto* node = machine.drive.Find(kLog);
     return node == nullptr ? "(no log)" : node->bytes;
 }
 
-std::string LogText(const Machine& machine) {
+std::string ReadLogText(const Machine& machine) {
     const std::string stamp = "[2026-11-18 07:37:42.000] ";
     std::string text;
-    const std::string bytes = LogBytes(machine);
+    const std::string bytes = ReadLogBytes(machine);
     for (std::string_view rest = bytes; !rest.empty();) {
         std::string line(rest.substr(0, rest.find("\r\n")));
         rest.remove_prefix(std::min(line.size() + 2, rest.size()));
@@ -128,9 +128,9 @@ std::string LogText(const Machine& machine) {
     return text;
 }
 
-std::string StoreText(const Machine& machine) {
+std::string ReadStoreText(const Machine& machine) {
     std::string text;
-    const auto* store = machine.registry.AllKeys().Find(kStore);
+    const auto* store = machine.registry.GetKeys().Find(kStore);
     for (const auto& [name, value] : store->content) {
         if (value.name != u"EnablePatchCleanuplog")
             text +=
@@ -140,9 +140,9 @@ std::string StoreText(const Machine& machine) {
     return text;
 }
 
-std::string CacheText(const Machine& machine) {
+std::string ReadCacheText(const Machine& machine) {
     std::string text;
-    for (const auto* entry : machine.drive.AllNodes().Children(u"C:\\Windows\\Installer"))
+    for (const auto* entry : machine.drive.GetNodes().GetChildren(u"C:\\Windows\\Installer"))
         text += (text.empty() ? "" : " ") +
                 platform::simulated::EncodeUtf8(entry->path.substr(kCache.size()));
     return text;

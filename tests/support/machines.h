@@ -32,10 +32,10 @@ struct Patch {
 };
 
 /// The keys and codes of the patch with a number from 0 to 9.
-std::u16string PatchCode(int number);
-std::u16string SourceListKey(int number);
-std::u16string PackageKey(int number);  ///< of LocalPackage
-std::u16string StateKey(int number);    ///< of State and DisplayName
+std::u16string GetPatchCode(int number);
+std::u16string GetSourceListKey(int number);
+std::u16string GetPackageKey(int number);  ///< of LocalPackage
+std::u16string GetStateKey(int number);    ///< of State and DisplayName
 
 /// A machine that may be cleaned, with its run log on and no patches.
 Machine MakeMachine();
@@ -70,18 +70,18 @@ void RunWithLog(Machine& machine, Body body) {
 }
 
 /// The numeric arguments of the first call of that name, on a machine that records its calls.
-std::vector<std::uint64_t> NumbersOf(const Machine& machine, std::string_view call);
+std::vector<std::uint64_t> FindNumbers(const Machine& machine, std::string_view call);
 
 /// The bytes of the run log.
-std::string LogBytes(const Machine& machine);
+std::string ReadLogBytes(const Machine& machine);
 
 /// The lines of the run log without time stamps; a line without one is marked with "!".
-std::string LogText(const Machine& machine);
+std::string ReadLogText(const Machine& machine);
 
 /// The values of the Cleanup store, "name=data" a line, without the log switch.
-std::string StoreText(const Machine& machine);
+std::string ReadStoreText(const Machine& machine);
 
 /// The names of the files in the cache folder, joined by blanks.
-std::string CacheText(const Machine& machine);
+std::string ReadCacheText(const Machine& machine);
 
 }  // namespace test

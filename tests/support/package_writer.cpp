@@ -11,14 +11,14 @@ namespace {
 constexpr std::uint32_t kEndOfChain = 0xFFFFFFFE;
 constexpr std::uint32_t kFree = 0xFFFFFFFF;
 
-std::string Number(std::uint64_t number, std::size_t width) {
+std::string WriteNumber(std::uint64_t number, std::size_t width) {
     std::string bytes;
     for (; width > 0; --width, number >>= 8U)
         bytes.push_back(static_cast<char>(number & 0xFFU));
     return bytes;
 }
 
-std::u16string StreamName(const std::string& table) {
+std::u16string MakeStreamName(const std::string& table) {
     const std::string digits = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz._";
     std::u16string name(1, 0x4840);
     for (std::size_t i = 0; i < table.size(); i += 2) {
@@ -49,23 +49,24 @@ struct SectorFile {
     }
 };
 
-std::string Numbers(const std::vector<std::uint32_t>& numbers) {
+std::string WriteNumbers(const std::vector<std::uint32_t>& numbers) {
     std::string bytes;
     for (const std::uint32_t number : numbers)
-        bytes += Number(number, 4);
+        bytes += WriteNumber(number, 4);
     return bytes;
 }
 
-std::string Entry(const std::u16string& name, char type, std::uint32_t right, std::uint32_t child,
-                  std::uint32_t start, std::size_t size, std::uint32_t upperSize) {
+std::string WriteEntry(const std::u16string& name, char type, std::uint32_t right,
+                       std::uint32_t child, std::uint32_t start, std::size_t size,
+                       std::uint32_t upperSize) {
     std::string entry;
     for (const char16_t character : name)
-        entry += Number(character, 2);
+        entry += WriteNumber(character, 2);
     entry.resize(64);
-    entry += Number(2 * (name.size() + 1), 2) + type + '\1';
-    entry += Numbers({kFree, right, child});
+    entry += WriteNumber(2 * (name.size() + 1), 2) + type + '\1';
+    entry += WriteNumbers({kFree, right, child});
     entry.resize(116);
-    return entry + Number(start, 4) + Number(size, 4) + Number(upperSize, 4);
+    return entry + WriteNumber(start, 4) + WriteNumber(size, 4) + WriteNumber(upperSize, 4);
 }
 
 /// Lays the streams into a compound file, the small ones into its stream of small streams.
@@ -81,14 +82,16 @@ std::string WriteCompoundFile(const std::vector<std::pair<std::string, std::stri
         const std::uint32_t start = content.size() < 4096 ? mini.Add(content) : file.Add(content);
         const bool isLast = i + 1 == streams.size();
         const auto right = isLast ? kFree : static_cast<std::uint32_t>(i + 2);
-        entries += Entry(StreamName(name), 2, right, kFree, start, content.size(), upperSize);
+        entries +=
+            WriteEntry(MakeStreamName(name), 2, right, kFree, start, content.size(), upperSize);
     }
     const std::uint32_t miniStart = file.Add(mini.sectors);
-    std::string root = Entry(u"Root Entry", 5, kFree, 1, miniStart, mini.sectors.size(), upperSize);
+    std::string root =
+        WriteEntry(u"Root Entry", 5, kFree, 1, miniStart, mini.sectors.size(), upperSize);
     const std::string patchClass("\x86\x10\x0C\0\0\0\0\0\xC0\0\0\0\0\0\0\x46", 16);
     root.replace(80, 16, patchClass).replace(80, 1, 1, static_cast<char>(package.classByte));
     const std::uint32_t directory = file.Add(root + entries);
-    const std::uint32_t miniFat = file.Add(Numbers(mini.next));
+    const std::uint32_t miniFat = file.Add(WriteNumbers(mini.next));
 
     // The table of sectors counts itself, and the table that says where it lies, as well. The
     // header has room for the first 109 sectors of it; further tables end in the place of the next.
@@ -106,28 +109,28 @@ std::string WriteCompoundFile(const std::vector<std::pair<std::string, std::stri
     std::string furtherTables;
     for (std::size_t i = 0; i < tables(fatCount); ++i) {
         const auto start = places.begin() + static_cast<std::ptrdiff_t>(109 + i * (perSector - 1));
-        furtherTables += Numbers({start, start + static_cast<std::ptrdiff_t>(perSector - 1)});
+        furtherTables += WriteNumbers({start, start + static_cast<std::ptrdiff_t>(perSector - 1)});
         const bool isLast = i + 1 == tables(fatCount);
-        furtherTables += Number(isLast ? kEndOfChain : first + fatCount + i + 1, 4);
+        furtherTables += WriteNumber(isLast ? kEndOfChain : first + fatCount + i + 1, 4);
     }
     places.resize(109);
     file.next.resize(fatCount * perSector, kFree);
 
     std::string header = "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1" + std::string(16, '\0');
     const bool isLarge = package.sectorSize == 4096;
-    header += Number(0x3E, 2) + Number(isLarge ? 4 : 3, 2) + Number(0xFFFE, 2) +
-              Number(isLarge ? 12 : 9, 2) + Number(6, 2) + std::string(10, '\0');
-    header += Number(fatCount, 4) + Numbers({directory, 0, 4096, miniFat, 1});
-    header += Number(furtherTables.empty() ? kEndOfChain : first + fatCount, 4) +
-              Number(tables(fatCount), 4);
-    header += Numbers(places);
+    header += WriteNumber(0x3E, 2) + WriteNumber(isLarge ? 4 : 3, 2) + WriteNumber(0xFFFE, 2) +
+              WriteNumber(isLarge ? 12 : 9, 2) + WriteNumber(6, 2) + std::string(10, '\0');
+    header += WriteNumber(fatCount, 4) + WriteNumbers({directory, 0, 4096, miniFat, 1});
+    header += WriteNumber(furtherTables.empty() ? kEndOfChain : first + fatCount, 4) +
+              WriteNumber(tables(fatCount), 4);
+    header += WriteNumbers(places);
     header.resize(package.sectorSize);
-    return header + file.sectors + Numbers(file.next) + furtherTables;
+    return header + file.sectors + WriteNumbers(file.next) + furtherTables;
 }
 
 }  // namespace
 
-Package WithRows(std::vector<std::pair<std::string, std::string>> rows) {
+Package MakePackage(std::vector<std::pair<std::string, std::string>> rows) {
     Package package;
     package.rows = std::move(rows);
     return package;
@@ -135,22 +138,22 @@ Package WithRows(std::vector<std::pair<std::string, std::string>> rows) {
 
 std::string WritePackage(const Package& package) {
     const std::size_t width = package.hasLongReferences ? 3 : 2;
-    std::string lengths = Number(package.codePage | (width == 3 ? 0x80000000 : 0), 4);
+    std::string lengths = WriteNumber(package.codePage | (width == 3 ? 0x80000000 : 0), 4);
     std::string data;
     std::uint32_t count = 1;
     const auto refer = [&](const std::string& text) {
         if (text.empty())
-            return Number(0, width);
+            return WriteNumber(0, width);
         if (text.size() > 0xFFFF)
-            lengths += Number(0, 2) + Number(1, 2) + Number(text.size(), 4);
+            lengths += WriteNumber(0, 2) + WriteNumber(1, 2) + WriteNumber(text.size(), 4);
         else
-            lengths += Number(text.size(), 2) + Number(1, 2);
+            lengths += WriteNumber(text.size(), 2) + WriteNumber(1, 2);
         data += text;
-        return Number(++count, width);
+        return WriteNumber(++count, width);
     };
     const std::string table = package.hasTable ? "MsiPatchMetadata" : "Another";
     const std::string tables = refer(table);
-    lengths.insert(4, Number(0, 4));  // an entry that is free takes a number all the same
+    lengths.insert(4, WriteNumber(0, 4));  // an entry that is free takes a number all the same
     // A number, a stream and an order of the columns that is not theirs have to be coped with.
     const std::pair<const char*, std::uint32_t> definitions[] = {{"Company", 0x3D48},
                                                                  {"Property", 0x2D48},
@@ -160,16 +163,16 @@ std::string WritePackage(const Package& package) {
     std::string columns[4];
     for (std::uint32_t i = 5; i > 0; --i) {
         columns[0] += tables;
-        columns[1] += Number(0x8000 + i, 2);
+        columns[1] += WriteNumber(0x8000 + i, 2);
         columns[2] += refer(definitions[i - 1].first);
-        columns[3] += Number(definitions[i - 1].second ^ 0x8000U, 2);
+        columns[3] += WriteNumber(definitions[i - 1].second ^ 0x8000U, 2);
     }
     std::string values[5];
     for (const auto& [property, value] : package.rows) {
         values[0] += refer("");
         values[1] += refer(property);
-        values[2] += Number(0x8007, 2);
-        values[3] += Number(1, 2);
+        values[2] += WriteNumber(0x8007, 2);
+        values[3] += WriteNumber(1, 2);
         values[4] += refer(value);
     }
     return WriteCompoundFile({{"_StringPool", lengths},
@@ -180,13 +183,13 @@ std::string WritePackage(const Package& package) {
                              package);
 }
 
-std::size_t DirectoryEntryAt(const std::string& file, std::size_t entry) {
+std::size_t FindDirectoryEntry(const std::string& file, std::size_t entry) {
     const std::size_t sectorSize = platform::simulated::ReadU16(file, 30) == 9 ? 512 : 4096;
     return (platform::simulated::ReadU32(file, 48) + 1) * sectorSize + entry * 128;
 }
 
-void Patch32(std::string& file, std::size_t place, std::uint32_t number) {
-    file.replace(place, 4, Number(number, 4));
+void OverwriteNumber(std::string& file, std::size_t place, std::uint32_t number) {
+    file.replace(place, 4, WriteNumber(number, 4));
 }
 
 }  // namespace test

@@ -19,15 +19,15 @@ struct Package {
 };
 
 /// A package with these rows.
-Package WithRows(std::vector<std::pair<std::string, std::string>> rows);
+Package MakePackage(std::vector<std::pair<std::string, std::string>> rows);
 
 std::string WritePackage(const Package& package);
 
 /// The place of a directory entry of the written file: 0 is the root, 1 to 5 are the streams
 /// _StringPool, _StringData, _Tables, _Columns and MsiPatchMetadata.
-std::size_t DirectoryEntryAt(const std::string& file, std::size_t entry);
+std::size_t FindDirectoryEntry(const std::string& file, std::size_t entry);
 
 /// Overwrites four bytes.
-void Patch32(std::string& file, std::size_t place, std::uint32_t number);
+void OverwriteNumber(std::string& file, std::size_t place, std::uint32_t number);
 
 }  // namespace test

@@ -7,8 +7,8 @@ namespace platform {
 
 namespace {
 
-using simulated::CurrentMachine;
 using simulated::FileNode;
+using simulated::GetCurrentMachine;
 using simulated::Machine;
 using simulated::OpenStream;
 
@@ -57,7 +57,7 @@ bool WriteOut(Machine& machine, OpenStream& stream) {
 }  // namespace
 
 FILE* _wfsopen(const char16_t* path, const char16_t* mode, int shareFlag) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     const auto fault =
         machine.BeginFileCall("_wfsopen", path, {static_cast<std::uint64_t>(shareFlag)});
     const bool isAppending = std::u16string_view(mode) == u"at";
@@ -69,7 +69,7 @@ FILE* _wfsopen(const char16_t* path, const char16_t* mode, int shareFlag) {
 }
 
 std::size_t fwrite(const void* data, std::size_t size, std::size_t count, FILE* stream) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     OpenStream* opened = LookUpStream(machine, stream);
     if (opened == nullptr || machine.BeginCall("fwrite", opened->path, {size, count}))
         return 0;
@@ -82,7 +82,7 @@ std::size_t fwrite(const void* data, std::size_t size, std::size_t count, FILE* 
 }
 
 int fflush(FILE* stream) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     OpenStream* opened = LookUpStream(machine, stream);
     if (opened == nullptr || machine.BeginCall("fflush", opened->path))
         return EOF_RESULT;
@@ -90,7 +90,7 @@ int fflush(FILE* stream) {
 }
 
 int fclose(FILE* stream) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     OpenStream* opened = LookUpStream(machine, stream);
     if (opened == nullptr)
         return EOF_RESULT;
@@ -101,7 +101,7 @@ int fclose(FILE* stream) {
 }
 
 _locale_t _create_locale(int category, const char* name) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.BeginCall("_create_locale", {}, {static_cast<std::uint64_t>(category)}))
         return nullptr;
     const std::uintptr_t handle = machine.MakeHandle();
@@ -110,14 +110,14 @@ _locale_t _create_locale(int category, const char* name) {
 }
 
 char16_t _towlower_l(char16_t character, _locale_t locale) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (!machine.open.locales.contains(simulated::ToNumber(locale)))
         ++machine.badHandles;
     return simulated::ToLower(character);
 }
 
 void _free_locale(_locale_t locale) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     machine.BeginCall("_free_locale");
     if (machine.open.locales.erase(simulated::ToNumber(locale)) == 0)
         ++machine.badHandles;

@@ -7,7 +7,7 @@ namespace platform {
 namespace {
 
 using simulated::Clock;
-using simulated::CurrentMachine;
+using simulated::GetCurrentMachine;
 using simulated::Machine;
 using std::chrono::milliseconds;
 
@@ -18,7 +18,7 @@ std::chrono::sys_time<milliseconds> ReadUtc(const Clock& clock) {
 }  // namespace
 
 void GetLocalTime(SYSTEMTIME* time) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     machine.BeginCall("GetLocalTime");
     const auto local = ReadUtc(machine.clock) + machine.clock.offset;
     const auto day = std::chrono::floor<std::chrono::days>(local);
@@ -35,7 +35,7 @@ void GetLocalTime(SYSTEMTIME* time) {
 }
 
 std::int64_t _time64(std::int64_t* time) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     machine.BeginCall("_time64");
     const auto now = std::chrono::floor<std::chrono::seconds>(ReadUtc(machine.clock));
     const std::int64_t seconds = now.time_since_epoch().count();
@@ -45,7 +45,7 @@ std::int64_t _time64(std::int64_t* time) {
 }
 
 std::chrono::nanoseconds ReadSteadyClock() {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     machine.BeginCall("ReadSteadyClock");
     if (!machine.clock.utc)
         return std::chrono::steady_clock::now().time_since_epoch();

@@ -10,7 +10,7 @@ namespace platform {
 namespace {
 
 using simulated::BeginInstallerCall;
-using simulated::CurrentMachine;
+using simulated::GetCurrentMachine;
 using simulated::Machine;
 using simulated::OpenDatabase;
 using simulated::OpenRecord;
@@ -52,7 +52,7 @@ std::shared_ptr<const PackageDatabase> ReadDatabase(const Machine& machine,
 }  // namespace
 
 UINT MsiOpenDatabaseW(const char16_t* path, const char16_t* persist, MSIHANDLE* database) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     const auto mode = reinterpret_cast<std::uintptr_t>(persist);
     if (const auto failure = BeginInstallerCall(machine, "MsiOpenDatabaseW", path, {mode}))
         return *failure;
@@ -66,7 +66,7 @@ UINT MsiOpenDatabaseW(const char16_t* path, const char16_t* persist, MSIHANDLE* 
 }
 
 UINT MsiDatabaseOpenViewW(MSIHANDLE database, const char16_t* query, MSIHANDLE* view) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     const OpenDatabase* opened = LookUp(machine, machine.open.databases, database);
     if (opened == nullptr)
         return ERROR_INVALID_HANDLE;
@@ -81,7 +81,7 @@ UINT MsiDatabaseOpenViewW(MSIHANDLE database, const char16_t* query, MSIHANDLE* 
 }
 
 UINT MsiViewExecute(MSIHANDLE view, MSIHANDLE record) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     OpenView* opened = LookUp(machine, machine.open.views, view);
     if (opened == nullptr)
         return ERROR_INVALID_HANDLE;
@@ -94,7 +94,7 @@ UINT MsiViewExecute(MSIHANDLE view, MSIHANDLE record) {
 }
 
 UINT MsiViewFetch(MSIHANDLE view, MSIHANDLE* record) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     OpenView* opened = LookUp(machine, machine.open.views, view);
     if (opened == nullptr)
         return ERROR_INVALID_HANDLE;
@@ -102,7 +102,7 @@ UINT MsiViewFetch(MSIHANDLE view, MSIHANDLE* record) {
         return *failure;
     if (!opened->isExecuted)
         return ERROR_FUNCTION_FAILED;
-    if (opened->nextRow >= opened->result->RowCount())
+    if (opened->nextRow >= opened->result->CountRows())
         return ERROR_NO_MORE_ITEMS;
     *record = HandOut(machine, machine.open.records, OpenRecord{*opened, opened->nextRow});
     ++opened->nextRow;
@@ -110,7 +110,7 @@ UINT MsiViewFetch(MSIHANDLE view, MSIHANDLE* record) {
 }
 
 UINT MsiRecordGetStringW(MSIHANDLE record, UINT field, char16_t* value, DWORD* size) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     const OpenRecord* opened = LookUp(machine, machine.open.records, record);
     if (opened == nullptr)
         return ERROR_INVALID_HANDLE;
@@ -118,7 +118,7 @@ UINT MsiRecordGetStringW(MSIHANDLE record, UINT field, char16_t* value, DWORD* s
                                                 opened->view.source.path, {field, *size}))
         return *failure;
     std::u16string buffer;
-    const std::u16string_view text = opened->view.result->Field(opened->row, field, buffer);
+    const std::u16string_view text = opened->view.result->GetField(opened->row, field, buffer);
     const DWORD capacity = *size;
     *size = static_cast<DWORD>(text.size());
     const bool fits = text.size() < capacity;
@@ -131,7 +131,7 @@ UINT MsiRecordGetStringW(MSIHANDLE record, UINT field, char16_t* value, DWORD* s
 }
 
 UINT MsiCloseHandle(MSIHANDLE handle) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     simulated::OpenObjects& open = machine.open;
     if (open.databases.erase(handle) + open.views.erase(handle) + open.records.erase(handle) == 0) {
         ++machine.badHandles;

@@ -1,5 +1,6 @@
 #include "platform/files.h"
 
+#include "platform/simulated/calls/failure.h"
 #include "platform/simulated/machine/machine.h"
 #include "platform/simulated/machine/pending_renames.h"
 
@@ -10,17 +11,13 @@ namespace platform {
 
 namespace {
 
-using simulated::CurrentMachine;
+using simulated::Fail;
 using simulated::FileNode;
+using simulated::GetCurrentMachine;
 using simulated::Machine;
 
-BOOL Fail(Machine& machine, DWORD code) {
-    machine.lastError = code;
-    return 0;
-}
-
 /// The error for a path at which there is nothing: whether at least its directory is there.
-DWORD MissingError(const Machine& machine, std::u16string_view path) {
+DWORD FindMissingError(const Machine& machine, std::u16string_view path) {
     const FileNode* parent = machine.drive.FindParent(path);
     return parent != nullptr && parent->isDirectory ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;
 }
@@ -55,47 +52,47 @@ DWORD GiveText(std::u16string_view text, char16_t* buffer, DWORD size) {
 }  // namespace
 
 DWORD GetLastError() {
-    return CurrentMachine().lastError;
+    return GetCurrentMachine().lastError;
 }
 
 DWORD GetFileAttributesW(const char16_t* path) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.BeginFileCall("GetFileAttributesW", path))
         return INVALID_FILE_ATTRIBUTES;
     const FileNode* node = machine.drive.Find(path);
     if (node == nullptr) {
-        machine.lastError = MissingError(machine, path);
+        machine.lastError = FindMissingError(machine, path);
         return INVALID_FILE_ATTRIBUTES;
     }
-    return AttributesOf(*node);
+    return GetAttributes(*node);
 }
 
 DWORD GetFullPathNameW(const char16_t* path, DWORD size, char16_t* buffer,
                        char16_t** /*filePart*/) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.BeginCall("GetFullPathNameW", path, {size}))
         return 0;
     if (*path == u'\0')
         return 0;
     // The directory in which Windows starts a service.
-    const std::u16string full = simulated::FullPath(path, u"C:\\Windows\\System32");
+    const std::u16string full = simulated::MakeFullPath(path, u"C:\\Windows\\System32");
     return GiveText(full, buffer, size);
 }
 
 UINT GetWindowsDirectoryW(char16_t* buffer, UINT size) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.BeginCall("GetWindowsDirectoryW", {}, {size}) || machine.windowsDirectory.empty())
         return 0;
     return GiveText(machine.windowsDirectory, buffer, size);
 }
 
 BOOL DeleteFileW(const char16_t* path) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.BeginFileCall("DeleteFileW", path))
         return 0;
     const FileNode* node = machine.drive.Find(path);
     if (node == nullptr)
-        return Fail(machine, MissingError(machine, path));
+        return Fail(machine, FindMissingError(machine, path));
     if (node->isDirectory || node->isReadOnly)
         return Fail(machine, ERROR_ACCESS_DENIED);
     if (IsInUse(machine, path))
@@ -105,13 +102,13 @@ BOOL DeleteFileW(const char16_t* path) {
 }
 
 BOOL MoveFileExW(const char16_t* path, const char16_t* newPath, DWORD flags) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.BeginFileCall("MoveFileExW", path, {flags}))
         return 0;
     if (newPath != nullptr || flags != MOVEFILE_DELAY_UNTIL_REBOOT)
         return Fail(machine, ERROR_INVALID_PARAMETER);
     if (machine.drive.Find(path) == nullptr)
-        return Fail(machine, MissingError(machine, path));
+        return Fail(machine, FindMissingError(machine, path));
     simulated::RegisterDeletion(machine.registry, path, machine.soundRenames);
     return 1;
 }

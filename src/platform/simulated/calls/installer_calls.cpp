@@ -19,7 +19,7 @@ std::optional<DWORD> simulated::BeginInstallerCall(Machine& machine, std::string
 namespace {
 
 using simulated::BeginInstallerCall;
-using simulated::CurrentMachine;
+using simulated::GetCurrentMachine;
 using simulated::InstallerTree;
 using simulated::Machine;
 
@@ -34,7 +34,7 @@ UINT MsiEnumPatchesExW(const char16_t* productCode, const char16_t* /*userSid*/,
                        DWORD filter, DWORD index, char16_t* patchCode, char16_t* targetProductCode,
                        DWORD* targetContext, char16_t* /*targetUserSid*/,
                        DWORD* /*targetUserSidLength*/) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (const auto fault = BeginInstallerCall(machine, "MsiEnumPatchesExW",
                                               productCode == nullptr ? u"" : productCode,
                                               {context, filter, index}))
@@ -55,7 +55,7 @@ UINT MsiEnumPatchesExW(const char16_t* productCode, const char16_t* /*userSid*/,
 UINT MsiGetPatchInfoExW(const char16_t* patchCode, const char16_t* productCode,
                         const char16_t* /*userSid*/, DWORD context, const char16_t* property,
                         char16_t* value, DWORD* size) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     const std::u16string subject = std::u16string(patchCode) + u"\\" + property;
     if (const auto fault =
             BeginInstallerCall(machine, "MsiGetPatchInfoExW", subject, {context, *size}))

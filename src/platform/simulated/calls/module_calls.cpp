@@ -9,7 +9,7 @@ namespace platform {
 
 namespace {
 
-using simulated::CurrentMachine;
+using simulated::GetCurrentMachine;
 using simulated::Machine;
 
 /// What every looked-up function's address is here; nobody calls through it.
@@ -20,7 +20,7 @@ std::intptr_t PresentFunction() {
 }  // namespace
 
 HMODULE LoadLibraryW(const char16_t* fileName) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.BeginCall("LoadLibraryW", fileName))
         return nullptr;
     if (!simulated::IsKnownExport(fileName, "") || machine.IsMissing(fileName, "")) {
@@ -33,7 +33,7 @@ HMODULE LoadLibraryW(const char16_t* fileName) {
 }
 
 FARPROC GetProcAddress(HMODULE module, const char* functionName) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     const auto loaded = machine.open.modules.find(simulated::ToNumber(module));
     const auto resident = machine.residentModules.find(simulated::ToNumber(module));
     if (loaded == machine.open.modules.end() && resident == machine.residentModules.end()) {
@@ -54,7 +54,7 @@ FARPROC GetProcAddress(HMODULE module, const char* functionName) {
 }
 
 HMODULE GetModuleHandleW(const char16_t* moduleName) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.BeginCall("GetModuleHandleW", moduleName))
         return nullptr;
     if (!simulated::IsKnownExport(moduleName, "") || machine.IsMissing(moduleName, "")) {
@@ -67,7 +67,7 @@ HMODULE GetModuleHandleW(const char16_t* moduleName) {
 }
 
 DWORD GetModuleFileNameW(HMODULE module, char16_t* path, DWORD size) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.BeginCall("GetModuleFileNameW", {}, {size}) || module != nullptr || size == 0)
         return 0;
     const std::u16string& own = machine.process.module;
@@ -80,7 +80,7 @@ DWORD GetModuleFileNameW(HMODULE module, char16_t* path, DWORD size) {
 }
 
 BOOL FreeLibrary(HMODULE module) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     const auto node = machine.open.modules.extract(simulated::ToNumber(module));
     if (node.empty()) {
         ++machine.badHandles;

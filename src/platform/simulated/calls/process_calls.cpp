@@ -1,6 +1,6 @@
 #include "platform/processes.h"
-#include "platform/sessions.h"
 
+#include "platform/simulated/calls/failure.h"
 #include "platform/simulated/calls/handles.h"
 #include "platform/simulated/machine/machine.h"
 #include "platform/simulated/texts/command_line.h"
@@ -14,7 +14,8 @@ namespace platform {
 
 namespace {
 
-using simulated::CurrentMachine;
+using simulated::Fail;
+using simulated::GetCurrentMachine;
 using simulated::Machine;
 using simulated::OpenHandle;
 using simulated::OtherProcess;
@@ -22,11 +23,6 @@ using Kind = simulated::OpenHandle::Kind;
 
 /// What stands for the running process.
 const HANDLE kOwnProcess = INVALID_HANDLE_VALUE;
-
-BOOL Fail(Machine& machine, DWORD code) {
-    machine.lastError = code;
-    return 0;
-}
 
 OpenHandle MakeObject(Kind kind, DWORD access = 0, DWORD processId = 0) {
     OpenHandle object;
@@ -100,7 +96,7 @@ BOOL CreateUnderToken(Machine& machine, HANDLE token, const char16_t* commandLin
 }  // namespace
 
 BOOL CloseHandle(HANDLE handle) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.open.handles.erase(simulated::ToNumber(handle)) == 0) {
         ++machine.badHandles;
         return Fail(machine, ERROR_INVALID_HANDLE);
@@ -109,18 +105,18 @@ BOOL CloseHandle(HANDLE handle) {
 }
 
 HANDLE GetCurrentProcess() {
-    CurrentMachine().BeginCall("GetCurrentProcess");
+    GetCurrentMachine().BeginCall("GetCurrentProcess");
     return kOwnProcess;
 }
 
 DWORD GetCurrentProcessId() {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     machine.BeginCall("GetCurrentProcessId");
     return machine.process.id;
 }
 
 HANDLE OpenProcess(DWORD access, BOOL inheritHandle, DWORD processId) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.BeginCall("OpenProcess", {},
                           {access, static_cast<std::uint64_t>(inheritHandle), processId}))
         return nullptr;
@@ -132,7 +128,7 @@ HANDLE OpenProcess(DWORD access, BOOL inheritHandle, DWORD processId) {
 }
 
 BOOL ProcessIdToSessionId(DWORD processId, DWORD* sessionId) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.BeginCall("ProcessIdToSessionId", {}, {processId}))
         return 0;
     const OtherProcess* other = FindProcess(machine, processId);
@@ -143,7 +139,7 @@ BOOL ProcessIdToSessionId(DWORD processId, DWORD* sessionId) {
 }
 
 BOOL QueryFullProcessImageNameW(HANDLE process, DWORD flags, char16_t* path, DWORD* size) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     const OpenHandle* opened = LookUp(machine, process, Kind::Process);
     if (opened == nullptr)
         return 0;
@@ -160,14 +156,14 @@ BOOL QueryFullProcessImageNameW(HANDLE process, DWORD flags, char16_t* path, DWO
 }
 
 HANDLE CreateToolhelp32Snapshot(DWORD flags, DWORD processId) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.BeginCall("CreateToolhelp32Snapshot", {}, {flags, processId}))
         return INVALID_HANDLE_VALUE;
     return HandOut(machine, MakeObject(Kind::Snapshot));
 }
 
 BOOL Process32FirstW(HANDLE snapshot, PROCESSENTRY32W* entry) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     OpenHandle* opened = LookUp(machine, snapshot, Kind::Snapshot);
     if (opened == nullptr || machine.BeginCall("Process32FirstW"))
         return 0;
@@ -176,7 +172,7 @@ BOOL Process32FirstW(HANDLE snapshot, PROCESSENTRY32W* entry) {
 }
 
 BOOL Process32NextW(HANDLE snapshot, PROCESSENTRY32W* entry) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     OpenHandle* opened = LookUp(machine, snapshot, Kind::Snapshot);
     if (opened == nullptr || machine.BeginCall("Process32NextW"))
         return 0;
@@ -184,7 +180,7 @@ BOOL Process32NextW(HANDLE snapshot, PROCESSENTRY32W* entry) {
 }
 
 BOOL OpenProcessToken(HANDLE process, DWORD access, HANDLE* token) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     OpenHandle opened = MakeObject(Kind::Token, access);
     if (process == kOwnProcess) {
         opened.account = machine.process.account;
@@ -208,7 +204,7 @@ BOOL OpenProcessToken(HANDLE process, DWORD access, HANDLE* token) {
 
 BOOL GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS informationClass, void* information,
                          DWORD length, DWORD* returnLength) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     const OpenHandle* opened = LookUp(machine, token, Kind::Token);
     if (opened == nullptr)
         return 0;
@@ -217,7 +213,7 @@ BOOL GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS informationClass,
         return 0;
     if ((opened->access & TOKEN_QUERY) == 0)
         return Fail(machine, ERROR_ACCESS_DENIED);
-    const std::vector<BYTE> sid = simulated::SidOfText(opened->account);
+    const std::vector<BYTE> sid = simulated::MakeSidFromText(opened->account);
     *returnLength = static_cast<DWORD>(sizeof(TOKEN_USER) + sid.size());
     if (length < *returnLength)
         return Fail(machine, ERROR_INSUFFICIENT_BUFFER);
@@ -231,7 +227,7 @@ BOOL GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS informationClass,
 
 BOOL DuplicateTokenEx(HANDLE token, DWORD access, const SECURITY_ATTRIBUTES* /*attributes*/,
                       SECURITY_IMPERSONATION_LEVEL level, TOKEN_TYPE type, HANDLE* newToken) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     const OpenHandle* opened = LookUp(machine, token, Kind::Token);
     if (opened == nullptr)
         return 0;
@@ -251,7 +247,7 @@ BOOL CreateProcessWithTokenW(HANDLE token, DWORD logonFlags, const char16_t* /*a
                              char16_t* commandLine, DWORD creationFlags, void* /*environment*/,
                              const char16_t* /*currentDirectory*/, STARTUPINFOW* startupInfo,
                              PROCESS_INFORMATION* information) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.BeginCall("CreateProcessWithTokenW", commandLine, {logonFlags, creationFlags}))
         return 0;
     // It uses the token's account alone.
@@ -265,7 +261,7 @@ BOOL CreateProcessAsUserW(HANDLE token, const char16_t* /*applicationName*/, cha
                           DWORD creationFlags, void* /*environment*/,
                           const char16_t* /*currentDirectory*/, STARTUPINFOW* startupInfo,
                           PROCESS_INFORMATION* information) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.BeginCall("CreateProcessAsUserW", commandLine,
                           {static_cast<std::uint64_t>(inheritHandles), creationFlags}))
         return 0;

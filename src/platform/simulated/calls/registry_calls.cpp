@@ -10,7 +10,7 @@ namespace platform {
 
 namespace {
 
-using simulated::CurrentMachine;
+using simulated::GetCurrentMachine;
 using simulated::Machine;
 using simulated::OpenKey;
 using simulated::RegistryValue;
@@ -31,8 +31,9 @@ std::optional<OpenKey> LookUpKey(Machine& machine, HKEY key) {
     };
     for (const PredefinedKeyName& predefined : names) {
         if (predefined.key == key)
-            return OpenKey{*simulated::CanonicalKeyPath(predefined.name, machine.process.account),
-                           KEY_ALL_ACCESS};
+            return OpenKey{
+                *simulated::MakeCanonicalKeyPath(predefined.name, machine.process.account),
+                KEY_ALL_ACCESS};
     }
     const auto found = machine.open.keys.find(simulated::ToNumber(key));
     if (found != machine.open.keys.end())
@@ -41,7 +42,7 @@ std::optional<OpenKey> LookUpKey(Machine& machine, HKEY key) {
     return std::nullopt;
 }
 
-LSTATUS Status(DWORD code) {
+LSTATUS ToStatus(DWORD code) {
     return static_cast<LSTATUS>(code);
 }
 
@@ -50,11 +51,11 @@ LSTATUS JoinKeyPath(const OpenKey& parent, std::u16string_view subKey, std::u16s
     if (subKey.ends_with(u'\\') && subKey.size() > 1)
         subKey.remove_suffix(1);
     if (subKey.starts_with(u'\\') || subKey.find(u"\\\\") != std::u16string_view::npos)
-        return Status(ERROR_BAD_PATHNAME);
+        return ToStatus(ERROR_BAD_PATHNAME);
     path = parent.path;
     if (!subKey.empty())
         path.append(u"\\").append(subKey);
-    return Status(ERROR_SUCCESS);
+    return ToStatus(ERROR_SUCCESS);
 }
 
 /// Begins a call that opens or creates a key, whose full path it works out; 0 if it may go on.
@@ -62,10 +63,10 @@ LSTATUS BeginKeyCall(Machine& machine, const char* call, HKEY key, const char16_
                      std::initializer_list<std::uint64_t> numbers, std::u16string& path) {
     const std::optional<OpenKey> parent = LookUpKey(machine, key);
     if (!parent)
-        return Status(ERROR_INVALID_HANDLE);
+        return ToStatus(ERROR_INVALID_HANDLE);
     const LSTATUS joined = JoinKeyPath(*parent, subKey == nullptr ? u"" : subKey, path);
     const std::optional<DWORD> fault = machine.BeginCall(call, path, numbers);
-    return fault ? Status(*fault) : joined;
+    return fault ? ToStatus(*fault) : joined;
 }
 
 HKEY HandOut(Machine& machine, std::u16string path, DWORD access) {
@@ -75,7 +76,7 @@ HKEY HandOut(Machine& machine, std::u16string path, DWORD access) {
 }
 
 /// The name by which faults and call records know a value.
-std::u16string ValueSubject(const OpenKey& key, const char16_t* valueName) {
+std::u16string MakeValueSubject(const OpenKey& key, const char16_t* valueName) {
     return key.path + u"\\" + (valueName == nullptr ? u"" : valueName);
 }
 
@@ -83,16 +84,16 @@ std::u16string ValueSubject(const OpenKey& key, const char16_t* valueName) {
 
 LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subKey, DWORD options, DWORD samDesired,
                       HKEY* result) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     std::u16string path;
     if (const LSTATUS status =
             BeginKeyCall(machine, "RegOpenKeyExW", key, subKey, {options, samDesired}, path);
         status != 0)
         return status;
     if (!machine.registry.HasKey(path))
-        return Status(ERROR_FILE_NOT_FOUND);
+        return ToStatus(ERROR_FILE_NOT_FOUND);
     *result = HandOut(machine, std::move(path), samDesired);
-    return Status(ERROR_SUCCESS);
+    return ToStatus(ERROR_SUCCESS);
 }
 
 LSTATUS RegCreateKeyExW(HKEY key, const char16_t* subKey, DWORD /*reserved*/,
@@ -100,7 +101,7 @@ LSTATUS RegCreateKeyExW(HKEY key, const char16_t* subKey, DWORD /*reserved*/,
                         const SECURITY_ATTRIBUTES* /*security*/, HKEY* result, DWORD* disposition) {
     constexpr DWORD REG_CREATED_NEW_KEY = 1;
     constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     std::u16string path;
     if (const LSTATUS status =
             BeginKeyCall(machine, "RegCreateKeyExW", key, subKey, {options, samDesired}, path);
@@ -112,66 +113,66 @@ LSTATUS RegCreateKeyExW(HKEY key, const char16_t* subKey, DWORD /*reserved*/,
     if (disposition != nullptr)
         *disposition = isNew ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
     *result = HandOut(machine, std::move(path), samDesired);
-    return Status(ERROR_SUCCESS);
+    return ToStatus(ERROR_SUCCESS);
 }
 
 LSTATUS RegQueryValueExW(HKEY key, const char16_t* valueName, DWORD* /*reserved*/, DWORD* type,
                          BYTE* data, DWORD* size) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     const std::optional<OpenKey> opened = LookUpKey(machine, key);
     if (!opened)
-        return Status(ERROR_INVALID_HANDLE);
+        return ToStatus(ERROR_INVALID_HANDLE);
     const DWORD capacity = size == nullptr ? 0 : *size;
     if (const auto fault =
-            machine.BeginCall("RegQueryValueExW", ValueSubject(*opened, valueName), {capacity}))
-        return Status(*fault);
+            machine.BeginCall("RegQueryValueExW", MakeValueSubject(*opened, valueName), {capacity}))
+        return ToStatus(*fault);
     if ((opened->access & KEY_QUERY_VALUE) == 0)
-        return Status(ERROR_ACCESS_DENIED);
+        return ToStatus(ERROR_ACCESS_DENIED);
     if (data != nullptr && size == nullptr)
-        return Status(ERROR_INVALID_PARAMETER);
+        return ToStatus(ERROR_INVALID_PARAMETER);
     const RegistryValue* value =
         machine.registry.FindValue(opened->path, valueName == nullptr ? u"" : valueName);
     if (value == nullptr)
-        return Status(ERROR_FILE_NOT_FOUND);
+        return ToStatus(ERROR_FILE_NOT_FOUND);
     if (type != nullptr)
         *type = value->type;
     if (size != nullptr)
         *size = static_cast<DWORD>(value->data.size());
     if (data == nullptr)
-        return Status(ERROR_SUCCESS);
+        return ToStatus(ERROR_SUCCESS);
     if (value->data.size() > capacity)
-        return Status(ERROR_MORE_DATA);
+        return ToStatus(ERROR_MORE_DATA);
     std::copy(value->data.begin(), value->data.end(), data);
-    return Status(ERROR_SUCCESS);
+    return ToStatus(ERROR_SUCCESS);
 }
 
 LSTATUS RegSetValueExW(HKEY key, const char16_t* valueName, DWORD /*reserved*/, DWORD type,
                        const BYTE* data, DWORD size) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     const std::optional<OpenKey> opened = LookUpKey(machine, key);
     if (!opened)
-        return Status(ERROR_INVALID_HANDLE);
+        return ToStatus(ERROR_INVALID_HANDLE);
     if (const auto fault =
-            machine.BeginCall("RegSetValueExW", ValueSubject(*opened, valueName), {type, size}))
-        return Status(*fault);
+            machine.BeginCall("RegSetValueExW", MakeValueSubject(*opened, valueName), {type, size}))
+        return ToStatus(*fault);
     if ((opened->access & KEY_SET_VALUE) == 0)
-        return Status(ERROR_ACCESS_DENIED);
+        return ToStatus(ERROR_ACCESS_DENIED);
     if (!machine.registry.HasKey(opened->path))
-        return Status(ERROR_KEY_DELETED);
+        return ToStatus(ERROR_KEY_DELETED);
     machine.registry.SetValue(opened->path, valueName == nullptr ? u"" : valueName, type,
                               simulated::ValueData(data, data + size));
-    return Status(ERROR_SUCCESS);
+    return ToStatus(ERROR_SUCCESS);
 }
 
 LSTATUS RegCloseKey(HKEY key) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     const std::optional<OpenKey> opened = LookUpKey(machine, key);
     if (!opened)
-        return Status(ERROR_INVALID_HANDLE);
+        return ToStatus(ERROR_INVALID_HANDLE);
     // A close that is made to fail closes all the same: what a test wants to see is the caller's
     // way with the result, not a leak that the caller cannot help.
     machine.open.keys.erase(simulated::ToNumber(key));
-    return Status(machine.BeginCall("RegCloseKey", opened->path).value_or(ERROR_SUCCESS));
+    return ToStatus(machine.BeginCall("RegCloseKey", opened->path).value_or(ERROR_SUCCESS));
 }
 
 }  // namespace platform

@@ -1,5 +1,6 @@
 #include "platform/files.h"
 
+#include "platform/simulated/calls/failure.h"
 #include "platform/simulated/calls/handles.h"
 #include "platform/simulated/machine/machine.h"
 #include "platform/wide_text.h"
@@ -10,8 +11,9 @@ namespace platform {
 
 namespace {
 
-using simulated::CurrentMachine;
+using simulated::Fail;
 using simulated::FoldCase;
+using simulated::GetCurrentMachine;
 using simulated::Machine;
 using simulated::OpenSearch;
 
@@ -43,12 +45,12 @@ bool Fits(std::u16string_view name, std::u16string_view pattern) {
 bool Deliver(const Machine& machine, OpenSearch& search, WIN32_FIND_DATAW& entry) {
     while (search.next < search.paths.size()) {
         const std::u16string& path = search.paths[search.next++];
-        const auto* node = machine.drive.AllNodes().Find(path);
-        const std::u16string_view name = FileNameOf(path);
+        const auto* node = machine.drive.GetNodes().Find(path);
+        const std::u16string_view name = GetFileName(path);
         if (node == nullptr || name.size() >= MAX_PATH)
             continue;
         entry = WIN32_FIND_DATAW{};
-        entry.dwFileAttributes = AttributesOf(node->content);
+        entry.dwFileAttributes = GetAttributes(node->content);
         entry.nFileSizeHigh = static_cast<DWORD>(node->content.size >> 32U);
         entry.nFileSizeLow = static_cast<DWORD>(node->content.size);
         std::copy(name.begin(), name.end(), std::begin(entry.cFileName));
@@ -60,20 +62,20 @@ bool Deliver(const Machine& machine, OpenSearch& search, WIN32_FIND_DATAW& entry
 }  // namespace
 
 HANDLE FindFirstFileW(const char16_t* pattern, WIN32_FIND_DATAW* entry) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.BeginCall("FindFirstFileW", pattern))
         return INVALID_HANDLE_VALUE;
-    const std::u16string_view namePattern = FileNameOf(pattern);
+    const std::u16string_view namePattern = GetFileName(pattern);
     const std::u16string_view whole(pattern);
     const auto folder = simulated::ResolvePath(whole.substr(0, whole.size() - namePattern.size()));
-    const auto* node = folder ? machine.drive.AllNodes().Find(*folder) : nullptr;
+    const auto* node = folder ? machine.drive.GetNodes().Find(*folder) : nullptr;
     if (node == nullptr || !node->content.isDirectory) {
         machine.lastError = ERROR_PATH_NOT_FOUND;
         return INVALID_HANDLE_VALUE;
     }
     OpenSearch search;
-    for (const auto* child : machine.drive.AllNodes().Children(*folder)) {
-        if (Fits(FoldCase(FileNameOf(child->path)), FoldCase(namePattern)))
+    for (const auto* child : machine.drive.GetNodes().GetChildren(*folder)) {
+        if (Fits(FoldCase(GetFileName(child->path)), FoldCase(namePattern)))
             search.paths.push_back(child->path);
     }
     if (!Deliver(machine, search, *entry)) {
@@ -86,27 +88,24 @@ HANDLE FindFirstFileW(const char16_t* pattern, WIN32_FIND_DATAW* entry) {
 }
 
 BOOL FindNextFileW(HANDLE search, WIN32_FIND_DATAW* entry) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     const auto found = machine.open.searches.find(simulated::ToNumber(search));
     if (found == machine.open.searches.end()) {
         ++machine.badHandles;
-        machine.lastError = ERROR_INVALID_HANDLE;
-        return 0;
+        return Fail(machine, ERROR_INVALID_HANDLE);
     }
     if (machine.BeginCall("FindNextFileW"))
         return 0;
     if (Deliver(machine, found->second, *entry))
         return 1;
-    machine.lastError = ERROR_NO_MORE_FILES;
-    return 0;
+    return Fail(machine, ERROR_NO_MORE_FILES);
 }
 
 BOOL FindClose(HANDLE search) {
-    Machine& machine = CurrentMachine();
+    Machine& machine = GetCurrentMachine();
     if (machine.open.searches.erase(simulated::ToNumber(search)) == 0) {
         ++machine.badHandles;
-        machine.lastError = ERROR_INVALID_HANDLE;
-        return 0;
+        return Fail(machine, ERROR_INVALID_HANDLE);
     }
     return machine.BeginCall("FindClose") ? 0 : 1;
 }

@@ -52,19 +52,19 @@ class CaselessTree {
         const auto first = entries_.find(key);
         if (first == entries_.end())
             return false;
-        entries_.erase(first, EndOfSubtree(key));
+        entries_.erase(first, FindEndOfSubtree(key));
         return true;
     }
 
     /// The entries right below `path`, in order.
-    [[nodiscard]] std::vector<const Entry*> Children(std::u16string_view path) const {
+    [[nodiscard]] std::vector<const Entry*> GetChildren(std::u16string_view path) const {
         std::vector<const Entry*> children;
         const std::u16string key = MakeKey(path);
-        const auto end = EndOfSubtree(key);
+        const auto end = FindEndOfSubtree(key);
         auto child = entries_.upper_bound(key + u'\0');
         while (child != end) {
             children.push_back(&child->second);
-            child = EndOfSubtree(child->first);
+            child = FindEndOfSubtree(child->first);
         }
         return children;
     }
@@ -92,7 +92,8 @@ class CaselessTree {
     }
 
     /// The first entry behind `key` and all that lies below it.
-    [[nodiscard]] typename Entries::const_iterator EndOfSubtree(const std::u16string& key) const {
+    [[nodiscard]] typename Entries::const_iterator
+    FindEndOfSubtree(const std::u16string& key) const {
         return entries_.lower_bound(key + u'\1');
     }
 

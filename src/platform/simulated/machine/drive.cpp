@@ -91,7 +91,7 @@ void Drive::Remove(std::u16string_view path) {
         nodes_.Remove(*resolved);
 }
 
-std::uint32_t AttributesOf(const FileNode& node) {
+std::uint32_t GetAttributes(const FileNode& node) {
     const DWORD kind = node.isDirectory ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_ARCHIVE;
     return kind | (node.isReadOnly ? FILE_ATTRIBUTE_READONLY : 0);
 }
@@ -119,7 +119,7 @@ std::optional<std::u16string> ResolvePath(std::u16string_view path) {
     return DescendAll(std::u16string(kRoot), path.substr(kRoot.size()));
 }
 
-std::u16string FullPath(std::u16string_view path, const std::u16string& currentDirectory) {
+std::u16string MakeFullPath(std::u16string_view path, const std::u16string& currentDirectory) {
     std::u16string full;
     if (BeginsWithDrive(path))
         full = DescendAll(std::u16string(path.substr(0, 2)), path.substr(2));

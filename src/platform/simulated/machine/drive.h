@@ -42,7 +42,7 @@ class Drive {
     void Remove(std::u16string_view path);
 
     /// All nodes, from `C:` on.
-    [[nodiscard]] const Nodes& AllNodes() const {
+    [[nodiscard]] const Nodes& GetNodes() const {
         return nodes_;
     }
 
@@ -51,7 +51,7 @@ class Drive {
 };
 
 /// The attribute bits of a file or directory, as Windows' calls give them.
-[[nodiscard]] std::uint32_t AttributesOf(const FileNode& node);
+[[nodiscard]] std::uint32_t GetAttributes(const FileNode& node);
 
 /// The bytes of a file of the host. Nothing if it is no file or cannot be read.
 [[nodiscard]] std::optional<std::string> ReadHostFile(const std::filesystem::path& path);
@@ -66,7 +66,7 @@ class Drive {
 
 /// The full form of a path on any drive, as far as its text tells: relative to the current
 /// directory, without ".", "..", doubled separators, and blanks or dots at the end of a name.
-[[nodiscard]] std::u16string FullPath(std::u16string_view path,
-                                      const std::u16string& currentDirectory);
+[[nodiscard]] std::u16string MakeFullPath(std::u16string_view path,
+                                          const std::u16string& currentDirectory);
 
 }  // namespace platform::simulated

@@ -7,7 +7,7 @@
 
 namespace platform::simulated {
 
-std::u16string FaultSubject(std::u16string_view path) {
+std::u16string MakeFaultSubject(std::u16string_view path) {
     return ResolvePath(path).value_or(std::u16string(path));
 }
 

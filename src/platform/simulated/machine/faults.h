@@ -26,7 +26,7 @@ struct Fault {
 
 /// What the subject of a fault about a file has to be: the path as Windows resolves it, or as it is
 /// written where it cannot be resolved.
-[[nodiscard]] std::u16string FaultSubject(std::u16string_view path);
+[[nodiscard]] std::u16string MakeFaultSubject(std::u16string_view path);
 
 /// The faults of a machine, found quickly however many there are.
 class FaultTable {

@@ -47,7 +47,7 @@ std::u16string Unpack(std::u16string_view packed) {
     return braced;
 }
 
-std::u16string PatchKeyOfProduct(std::u16string_view packedProduct, std::u16string_view patch) {
+std::u16string BuildPatchKeyPath(std::u16string_view packedProduct, std::u16string_view patch) {
     return kUserData + u"\\Products\\" + std::u16string(packedProduct) + u"\\Patches\\" +
            std::u16string(patch);
 }
@@ -55,7 +55,7 @@ std::u16string PatchKeyOfProduct(std::u16string_view packedProduct, std::u16stri
 bool IsInStates(const Registry& registry, std::u16string_view packedProduct,
                 std::u16string_view packedPatch, DWORD filter) {
     const std::optional<DWORD> state =
-        DwordIn(registry.FindValue(PatchKeyOfProduct(packedProduct, packedPatch), u"State"));
+        GetDword(registry.FindValue(BuildPatchKeyPath(packedProduct, packedPatch), u"State"));
     return state ? (*state & filter) != 0 : filter == MSIPATCHSTATE_ALL;
 }
 
@@ -64,18 +64,18 @@ std::optional<std::u16string> ReadText(const Registry& registry, const std::u16s
     const RegistryValue* value = registry.FindValue(keyPath, name);
     if (value == nullptr || value->type != REG_SZ)
         return std::nullopt;
-    return TextIn(value->data);
+    return GetText(value->data);
 }
 
 }  // namespace
 
 void InstallerTree::Refresh(const Registry& registry) {
-    if (generation_ == registry.Generation())
+    if (generation_ == registry.GetGeneration())
         return;
-    generation_ = registry.Generation();
+    generation_ = registry.GetGeneration();
     products_.clear();
     deliveries_.clear();
-    for (const Registry::Keys::Entry* key : registry.AllKeys().Children(kProducts)) {
+    for (const Registry::Keys::Entry* key : registry.GetKeys().GetChildren(kProducts)) {
         const std::u16string packed =
             FoldCase(std::u16string_view(key->path).substr(kProducts.size() + 1));
         if (packed.size() != kPackedLength)
@@ -84,7 +84,7 @@ void InstallerTree::Refresh(const Registry& registry) {
         const RegistryValue* list = registry.FindValue(key->path + u"\\Patches", u"Patches");
         if (list == nullptr || list->type != REG_MULTI_SZ)
             continue;
-        for (const std::u16string& patch : TextListIn(list->data)) {
+        for (const std::u16string& patch : GetTextList(list->data)) {
             if (patch.size() != kPackedLength)
                 continue;
             product.patches.push_back(patch);
@@ -125,12 +125,12 @@ std::optional<std::u16string> InstallerTree::ReadProperty(const Registry& regist
     const std::u16string patch = Pack(patchCode);
     if (property == u"LocalPackage")
         return ReadText(registry, kUserData + u"\\Patches\\" + patch, property);
-    const std::u16string keyPath = PatchKeyOfProduct(Pack(productCode), patch);
+    const std::u16string keyPath = BuildPatchKeyPath(Pack(productCode), patch);
     if (property == u"DisplayName")
         return ReadText(registry, keyPath, property);
     if (property != u"State")
         return std::nullopt;
-    const std::optional<DWORD> state = DwordIn(registry.FindValue(keyPath, property));
+    const std::optional<DWORD> state = GetDword(registry.FindValue(keyPath, property));
     if (!state)
         return std::nullopt;
     const std::string digits = std::to_string(*state);

@@ -37,7 +37,7 @@ std::optional<DWORD> Machine::BeginCall(std::string_view call, std::u16string_vi
 
 std::optional<DWORD> Machine::BeginFileCall(std::string_view call, std::u16string_view path,
                                             std::initializer_list<std::uint64_t> numbers) {
-    return Begin(call, path, numbers, FaultSubject(path));
+    return Begin(call, path, numbers, MakeFaultSubject(path));
 }
 
 std::optional<DWORD> Machine::Begin(std::string_view call, std::u16string_view subject,
@@ -59,7 +59,7 @@ std::uintptr_t Machine::MakeHandle() {
     return lastHandle += 4;
 }
 
-unsigned Machine::CallCount(std::string_view call) const {
+unsigned Machine::CountCalls(std::string_view call) const {
     const auto found = callCounts.find(call);
     return found == callCounts.end() ? 0 : found->second;
 }
@@ -80,7 +80,7 @@ MachineScope::~MachineScope() {
     currentMachine = outer_;
 }
 
-Machine& CurrentMachine() {
+Machine& GetCurrentMachine() {
     assert(currentMachine != nullptr && "a platform call outside of every MachineScope");
     return *currentMachine;
 }

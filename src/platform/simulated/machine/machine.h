@@ -114,7 +114,7 @@ struct Machine {
     std::uintptr_t MakeHandle();
 
     /// How often a call was made.
-    [[nodiscard]] unsigned CallCount(std::string_view call) const;
+    [[nodiscard]] unsigned CountCalls(std::string_view call) const;
 
     /// Whether a module, or with a function name that function of it, cannot be had.
     [[nodiscard]] bool IsMissing(std::u16string_view module, std::string_view function) const;
@@ -138,7 +138,7 @@ class MachineScope {
 };
 
 /// The machine of the innermost scope. There has to be one.
-[[nodiscard]] Machine& CurrentMachine();
+[[nodiscard]] Machine& GetCurrentMachine();
 
 /// Whether a simulated machine has this module, or with a function name that function of it.
 [[nodiscard]] bool IsKnownExport(std::u16string_view module, std::string_view function);

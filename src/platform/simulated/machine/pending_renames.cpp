@@ -18,7 +18,7 @@ std::u16string TakeText(std::u16string_view& list) {
     return std::u16string(text);
 }
 
-std::u16string WithoutPrefix(const std::u16string& path) {
+std::u16string RemovePrefix(const std::u16string& path) {
     return path.starts_with(kPrefix) ? path.substr(kPrefix.size()) : path;
 }
 
@@ -28,7 +28,7 @@ std::vector<PendingRename> ReadPairs(const Registry& registry) {
     const RegistryValue* value = registry.FindValue(kKeyPath, kValueName);
     if (value == nullptr || value->type != REG_MULTI_SZ)
         return {};
-    const std::u16string list = CharactersIn(value->data);
+    const std::u16string list = GetCharacters(value->data);
     std::vector<PendingRename> pairs;
     for (std::u16string_view rest = list; !rest.empty() && rest.front() != u'\0';) {
         PendingRename& pair = pairs.emplace_back();
@@ -43,25 +43,25 @@ std::vector<PendingRename> ReadPairs(const Registry& registry) {
 std::vector<PendingRename> ReadPendingRenames(const Registry& registry) {
     std::vector<PendingRename> renames = ReadPairs(registry);
     for (PendingRename& rename : renames) {
-        rename.path = WithoutPrefix(rename.path);
-        rename.newPath = WithoutPrefix(rename.newPath);
+        rename.path = RemovePrefix(rename.path);
+        rename.newPath = RemovePrefix(rename.newPath);
     }
     return renames;
 }
 
 void RegisterDeletion(Registry& registry, std::u16string_view path,
                       std::uint64_t& soundGeneration) {
-    if (registry.Generation() != soundGeneration) {
+    if (registry.GetGeneration() != soundGeneration) {
         std::u16string list;
         for (const PendingRename& pair : ReadPairs(registry))
             list.append(pair.path).append(1, u'\0').append(pair.newPath).append(1, u'\0');
         // The terminator that DataOfText adds ends the list.
-        registry.SetValue(kKeyPath, kValueName, REG_MULTI_SZ, DataOfText(list));
+        registry.SetValue(kKeyPath, kValueName, REG_MULTI_SZ, MakeTextData(list));
     }
     std::u16string pair(kPrefix);
     pair.append(path).append(2, u'\0');
-    registry.ReplaceEnd(kKeyPath, kValueName, sizeof(char16_t), DataOfText(pair));
-    soundGeneration = registry.Generation();
+    registry.ReplaceEnd(kKeyPath, kValueName, sizeof(char16_t), MakeTextData(pair));
+    soundGeneration = registry.GetGeneration();
 }
 
 bool IsPendingRenamesValue(std::u16string_view keyPath, std::u16string_view name) {

@@ -24,7 +24,7 @@ constexpr RootName kRootNames[] = {
 };
 
 /// A number that no state of any registry had before.
-std::uint64_t NextGeneration() {
+std::uint64_t TakeGeneration() {
     static std::atomic<std::uint64_t> last = 0;
     return ++last;
 }
@@ -47,14 +47,14 @@ bool Registry::HasKey(std::u16string_view path) const {
 
 void Registry::CreateKey(std::u16string_view path) {
     keys_.Insert(path);
-    generation_ = NextGeneration();
+    generation_ = TakeGeneration();
 }
 
 void Registry::RemoveKey(std::u16string_view path) {
     keys_.Remove(path);
     if (path.find(u'\\') == std::u16string_view::npos)
         keys_.Insert(path);
-    generation_ = NextGeneration();
+    generation_ = TakeGeneration();
 }
 
 const RegistryValue* Registry::FindValue(std::u16string_view path, std::u16string_view name) const {
@@ -74,12 +74,12 @@ void Registry::SetValue(std::u16string_view path, std::u16string_view name, DWOR
         value.name = name;
     value.type = type;
     value.data = std::move(data);
-    generation_ = NextGeneration();
+    generation_ = TakeGeneration();
 }
 
 void Registry::SetText(std::u16string_view path, std::u16string_view name,
                        std::u16string_view text) {
-    SetValue(path, name, REG_SZ, DataOfText(text));
+    SetValue(path, name, REG_SZ, MakeTextData(text));
 }
 
 void Registry::SetDword(std::u16string_view path, std::u16string_view name, DWORD number) {
@@ -94,17 +94,17 @@ void Registry::ReplaceEnd(std::u16string_view path, std::u16string_view name, st
     ValueData& data = keys_.Find(path)->content.at(FoldCase(name)).data;
     data.resize(data.size() - std::min(dropped, data.size()));
     data.insert(data.end(), more.begin(), more.end());
-    generation_ = NextGeneration();
+    generation_ = TakeGeneration();
 }
 
 void Registry::RemoveValue(std::u16string_view path, std::u16string_view name) {
     if (Keys::Entry* key = keys_.Find(path))
         key->content.erase(FoldCase(name));
-    generation_ = NextGeneration();
+    generation_ = TakeGeneration();
 }
 
-std::optional<std::u16string> CanonicalKeyPath(std::u16string_view path,
-                                               std::u16string_view account) {
+std::optional<std::u16string> MakeCanonicalKeyPath(std::u16string_view path,
+                                                   std::u16string_view account) {
     if (path.ends_with(u'\\') || path.find(u"\\\\") != std::u16string_view::npos)
         return std::nullopt;
     const std::u16string_view root = path.substr(0, path.find(u'\\'));
@@ -120,7 +120,7 @@ std::optional<std::u16string> CanonicalKeyPath(std::u16string_view path,
     return std::nullopt;
 }
 
-ValueData DataOfText(std::u16string_view text) {
+ValueData MakeTextData(std::u16string_view text) {
     ValueData data;
     for (const char16_t character : text)
         AppendCharacter(data, character);
@@ -128,28 +128,28 @@ ValueData DataOfText(std::u16string_view text) {
     return data;
 }
 
-std::u16string CharactersIn(const ValueData& data) {
+std::u16string GetCharacters(const ValueData& data) {
     std::u16string characters;
     for (std::size_t i = 1; i < data.size(); i += 2)
         characters.push_back(static_cast<char16_t>(data[i] << 8U | data[i - 1]));
     return characters;
 }
 
-std::u16string TextIn(const ValueData& data) {
-    std::u16string text = CharactersIn(data);
+std::u16string GetText(const ValueData& data) {
+    std::u16string text = GetCharacters(data);
     text.resize(std::min(text.find(u'\0'), text.size()));
     return text;
 }
 
-std::optional<DWORD> DwordIn(const RegistryValue* value) {
+std::optional<DWORD> GetDword(const RegistryValue* value) {
     if (value == nullptr || value->type != REG_DWORD || value->data.size() != sizeof(DWORD))
         return std::nullopt;
-    const std::u16string halves = CharactersIn(value->data);
+    const std::u16string halves = GetCharacters(value->data);
     return static_cast<DWORD>(halves[1]) << 16U | halves[0];
 }
 
-std::vector<std::u16string> TextListIn(const ValueData& data) {
-    const std::u16string characters = CharactersIn(data);
+std::vector<std::u16string> GetTextList(const ValueData& data) {
+    const std::u16string characters = GetCharacters(data);
     std::vector<std::u16string> texts;
     std::u16string_view rest = characters;
     while (!rest.empty() && rest.front() != u'\0') {

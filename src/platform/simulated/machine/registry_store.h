@@ -48,13 +48,13 @@ class Registry {
     void RemoveValue(std::u16string_view path, std::u16string_view name);
 
     /// All keys, with their values.
-    [[nodiscard]] const Keys& AllKeys() const {
+    [[nodiscard]] const Keys& GetKeys() const {
         return keys_;
     }
 
     /// Another number after every change, of this or any other registry, so that what was worked
     /// out from the registry can be kept until then.
-    [[nodiscard]] std::uint64_t Generation() const {
+    [[nodiscard]] std::uint64_t GetGeneration() const {
         return generation_;
     }
 
@@ -66,22 +66,22 @@ class Registry {
 /// A full key path with its first part replaced by the hive that it stands for: HKEY_CURRENT_USER
 /// is the key of `account` in HKEY_USERS. Nothing if the first part is no such name (in any letter
 /// case) or a part is empty.
-[[nodiscard]] std::optional<std::u16string> CanonicalKeyPath(std::u16string_view path,
-                                                             std::u16string_view account);
+[[nodiscard]] std::optional<std::u16string> MakeCanonicalKeyPath(std::u16string_view path,
+                                                                 std::u16string_view account);
 
 /// The bytes of a text and its terminator.
-[[nodiscard]] ValueData DataOfText(std::u16string_view text);
+[[nodiscard]] ValueData MakeTextData(std::u16string_view text);
 
 /// The 16-bit characters that the data holds; an odd byte at its end is left out.
-[[nodiscard]] std::u16string CharactersIn(const ValueData& data);
+[[nodiscard]] std::u16string GetCharacters(const ValueData& data);
 
 /// The text of a value: its characters up to the first NUL.
-[[nodiscard]] std::u16string TextIn(const ValueData& data);
+[[nodiscard]] std::u16string GetText(const ValueData& data);
 
 /// The number in a value of type REG_DWORD with 4 bytes; nothing for any other value or none.
-[[nodiscard]] std::optional<DWORD> DwordIn(const RegistryValue* value);
+[[nodiscard]] std::optional<DWORD> GetDword(const RegistryValue* value);
 
 /// The texts of a REG_MULTI_SZ, up to the empty one that ends it.
-[[nodiscard]] std::vector<std::u16string> TextListIn(const ValueData& data);
+[[nodiscard]] std::vector<std::u16string> GetTextList(const ValueData& data);
 
 }  // namespace platform::simulated

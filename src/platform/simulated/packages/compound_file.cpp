@@ -87,7 +87,7 @@ bool CompoundFile::ReadFat() {
     const std::size_t sectorCount = bytes_.size() / sectorSize_;
     std::size_t steps = 0;
     for (std::uint32_t next = ReadU32(bytes_, 68); next <= kHighestSector; ++steps) {
-        const std::optional<std::string_view> sector = Sector(next);
+        const std::optional<std::string_view> sector = GetSector(next);
         if (!sector || sector->size() < sectorSize_ || steps > sectorCount)
             return false;
         AppendNumbers(*sector, fatSectors);
@@ -100,7 +100,7 @@ bool CompoundFile::ReadFat() {
     if (fatSectors.size() > sectorCount)
         return false;
     return std::all_of(fatSectors.begin(), fatSectors.end(), [&](std::uint32_t number) {
-        const std::optional<std::string_view> sector = Sector(number);
+        const std::optional<std::string_view> sector = GetSector(number);
         if (!sector || sector->size() < sectorSize_)
             return false;
         AppendNumbers(*sector, fat_);
@@ -163,7 +163,7 @@ bool CompoundFile::ReadMiniStream(const Stream& root) {
 }
 
 /// A sector's bytes; the last one of a file may be cut short.
-std::optional<std::string_view> CompoundFile::Sector(std::uint32_t number) const {
+std::optional<std::string_view> CompoundFile::GetSector(std::uint32_t number) const {
     const std::uint64_t start = (std::uint64_t{number} + 1) * sectorSize_;
     if (start >= bytes_.size())
         return std::nullopt;
@@ -175,7 +175,7 @@ std::optional<std::string> CompoundFile::ReadChain(std::uint32_t start) const {
     std::string content;
     std::uint32_t number = start;
     while (number != kEndOfChain) {
-        const std::optional<std::string_view> sector = Sector(number);
+        const std::optional<std::string_view> sector = GetSector(number);
         if (!sector || number >= fat_.size() || content.size() > bytes_.size())
             return std::nullopt;
         // Behind a sector that is cut nothing would be in its place.

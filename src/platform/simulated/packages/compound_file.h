@@ -24,7 +24,7 @@ class CompoundFile {
     /// or its directory are damaged.
     [[nodiscard]] static std::optional<CompoundFile> Open(std::string bytes);
 
-    [[nodiscard]] const ClassId& RootClass() const {
+    [[nodiscard]] const ClassId& GetRootClass() const {
         return rootClass_;
     }
 
@@ -50,7 +50,7 @@ class CompoundFile {
     bool ReadStreamEntries(const std::string& directory, std::uint32_t firstChild);
     bool ReadMiniStream(const Stream& root);
 
-    [[nodiscard]] std::optional<std::string_view> Sector(std::uint32_t number) const;
+    [[nodiscard]] std::optional<std::string_view> GetSector(std::uint32_t number) const;
     [[nodiscard]] std::optional<std::string> ReadChain(std::uint32_t start) const;
     [[nodiscard]] std::optional<std::string> ReadMiniChain(const Stream& stream) const;
 

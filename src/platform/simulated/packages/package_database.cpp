@@ -58,7 +58,7 @@ std::uint32_t ReadStored(std::string_view bytes, std::size_t place, std::size_t 
 
 /// A stored number as a text. Numbers are stored with their highest bit turned, so that 0 can stand
 /// for none.
-std::u16string NumberText(std::uint32_t stored, std::size_t width) {
+std::u16string FormatNumber(std::uint32_t stored, std::size_t width) {
     if (stored == 0)
         return {};
     const std::int64_t zero = std::int64_t{1} << (8 * width - 1);
@@ -72,7 +72,7 @@ bool IsReference(std::uint32_t type) {
 }
 
 /// The bytes of a value in a column of this type; 0 if there is no such type.
-std::size_t ValueWidth(std::uint32_t type, std::size_t referenceWidth) {
+std::size_t MeasureValue(std::uint32_t type, std::size_t referenceWidth) {
     if (IsReference(type))
         return referenceWidth;
     if ((type & kTypeText) != 0)
@@ -106,32 +106,32 @@ QueryResult::QueryResult(std::shared_ptr<const StringPool> pool, std::string str
 bool QueryResult::IsSound() const {
     for (const TableColumn& column : columns_) {
         for (std::size_t row = 0; row < rowCount_; ++row) {
-            if (IsReference(column.type) && !pool_->Text(Stored(row, column)))
+            if (IsReference(column.type) && !pool_->GetText(GetStored(row, column)))
                 return false;
         }
     }
     return true;
 }
 
-std::u16string_view QueryResult::Field(std::size_t row, std::size_t column,
-                                       std::u16string& buffer) const {
+std::u16string_view QueryResult::GetField(std::size_t row, std::size_t column,
+                                          std::u16string& buffer) const {
     if (column == 0 || column > columns_.size())
         return {};
     const TableColumn& selected = columns_[column - 1];
-    const std::uint32_t stored = Stored(row, selected);
+    const std::uint32_t stored = GetStored(row, selected);
     if (IsReference(selected.type))
-        return pool_->Text(stored).value_or(std::u16string_view());
-    buffer = NumberText(stored, selected.width);
+        return pool_->GetText(stored).value_or(std::u16string_view());
+    buffer = FormatNumber(stored, selected.width);
     return buffer;
 }
 
-std::uint32_t QueryResult::Stored(std::size_t row, const TableColumn& column) const {
+std::uint32_t QueryResult::GetStored(std::size_t row, const TableColumn& column) const {
     return ReadStored(stream_, rowCount_ * column.offset + row * column.width, column.width);
 }
 
 std::optional<PackageDatabase> PackageDatabase::Open(std::string bytes) {
     std::optional<CompoundFile> file = CompoundFile::Open(std::move(bytes));
-    if (!file || file->RootClass() != kPatchClass)
+    if (!file || file->GetRootClass() != kPatchClass)
         return std::nullopt;
     const auto lengths = file->ReadStream(EncodeTableName(kStringPool));
     const auto data = file->ReadStream(EncodeTableName(kStringData));
@@ -156,7 +156,7 @@ std::optional<QueryResult> PackageDatabase::Select(std::u16string_view query) co
     std::vector<TableColumn> selected;
     for (const std::u16string& name : select->columns) {
         const auto column = std::find_if(columns->begin(), columns->end(), [&](const auto& known) {
-            return pool_->Text(known.name) == name;
+            return pool_->GetText(known.name) == name;
         });
         if (column == columns->end())
             return std::nullopt;
@@ -179,9 +179,9 @@ std::optional<std::string> PackageDatabase::ReadTable(std::u16string_view table)
 
 bool PackageDatabase::HasTable(std::u16string_view table) const {
     const std::optional<std::string> tables = ReadTable(kTables);
-    const std::size_t width = pool_->ReferenceWidth();
+    const std::size_t width = pool_->GetReferenceWidth();
     for (std::size_t i = 0; tables && i + width <= tables->size(); i += width) {
-        if (pool_->Text(ReadStored(*tables, i, width)) == table)
+        if (pool_->GetText(ReadStored(*tables, i, width)) == table)
             return true;
     }
     return false;
@@ -192,7 +192,7 @@ bool PackageDatabase::HasTable(std::u16string_view table) const {
 std::optional<std::vector<TableColumn>>
 PackageDatabase::ReadColumns(std::u16string_view table) const {
     const std::optional<std::string> stream = ReadTable(kColumns);
-    const std::size_t width = pool_->ReferenceWidth();
+    const std::size_t width = pool_->GetReferenceWidth();
     const std::size_t rowWidth = 2 * width + 4;
     if (!stream || stream->size() % rowWidth != 0)
         return std::nullopt;
@@ -202,14 +202,14 @@ PackageDatabase::ReadColumns(std::u16string_view table) const {
     const std::size_t types = names + count * width;
     std::vector<TableColumn> columns;
     for (std::size_t row = 0; row < count; ++row) {
-        if (pool_->Text(ReadStored(*stream, row * width, width)) != table)
+        if (pool_->GetText(ReadStored(*stream, row * width, width)) != table)
             continue;
         TableColumn& column = columns.emplace_back();
         column.number = ReadStored(*stream, numbers + 2 * row, 2) ^ 0x8000U;
         column.name = ReadStored(*stream, names + row * width, width);
         column.type = ReadStored(*stream, types + 2 * row, 2) ^ 0x8000U;
-        column.width = ValueWidth(column.type, width);
-        if (column.width == 0 || !pool_->Text(column.name))
+        column.width = MeasureValue(column.type, width);
+        if (column.width == 0 || !pool_->GetText(column.name))
             return std::nullopt;
     }
     if (columns.empty() || !Arrange(columns))

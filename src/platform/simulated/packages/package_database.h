@@ -26,7 +26,7 @@ class QueryResult {
     QueryResult(std::shared_ptr<const StringPool> pool, std::string stream, std::size_t rowCount,
                 std::vector<TableColumn> columns);
 
-    [[nodiscard]] std::size_t RowCount() const {
+    [[nodiscard]] std::size_t CountRows() const {
         return rowCount_;
     }
 
@@ -36,11 +36,11 @@ class QueryResult {
     /// The text of a field: a row, counted from 0, and a selected column, counted from 1; empty for
     /// any other column. A number is written out in `buffer`. Lives as long as the result and the
     /// buffer.
-    [[nodiscard]] std::u16string_view Field(std::size_t row, std::size_t column,
-                                            std::u16string& buffer) const;
+    [[nodiscard]] std::u16string_view GetField(std::size_t row, std::size_t column,
+                                               std::u16string& buffer) const;
 
   private:
-    [[nodiscard]] std::uint32_t Stored(std::size_t row, const TableColumn& column) const;
+    [[nodiscard]] std::uint32_t GetStored(std::size_t row, const TableColumn& column) const;
 
     std::shared_ptr<const StringPool> pool_;
     std::string stream_;

@@ -24,7 +24,7 @@ std::u16string_view TakeWord(std::u16string_view& text) {
 }
 
 bool TakeKeyword(std::u16string_view& text, std::u16string_view keyword) {
-    return EqualIgnoringAsciiCase(TakeWord(text), keyword);
+    return EqualsIgnoringAsciiCase(TakeWord(text), keyword);
 }
 
 /// Takes a name, with or without accents; empty if none stands there.

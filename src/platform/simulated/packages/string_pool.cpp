@@ -43,7 +43,7 @@ std::optional<StringPool> StringPool::Read(std::string_view lengths, std::string
     return data.empty() ? std::optional(std::move(pool)) : std::nullopt;
 }
 
-std::optional<std::u16string_view> StringPool::Text(std::uint32_t reference) const {
+std::optional<std::u16string_view> StringPool::GetText(std::uint32_t reference) const {
     if (reference >= ends_.size())
         return std::nullopt;
     const std::size_t start = reference == 0 ? 0 : ends_[reference - 1];

@@ -19,13 +19,13 @@ class StringPool {
                                                         std::string_view data);
 
     /// The bytes that a reference takes in a table: 2, or 3 in a large database.
-    [[nodiscard]] std::size_t ReferenceWidth() const {
+    [[nodiscard]] std::size_t GetReferenceWidth() const {
         return referenceWidth_;
     }
 
     /// The text that a reference names; nothing if the pool is not that large. Lives as long as the
     /// pool stays where it is.
-    [[nodiscard]] std::optional<std::u16string_view> Text(std::uint32_t reference) const;
+    [[nodiscard]] std::optional<std::u16string_view> GetText(std::uint32_t reference) const;
 
   private:
     std::size_t referenceWidth_ = 2;

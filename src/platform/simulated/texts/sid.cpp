@@ -34,7 +34,7 @@ std::vector<BYTE> MakeSid(const SID_IDENTIFIER_AUTHORITY& authority,
     return sid;
 }
 
-std::vector<BYTE> SidOfText(std::u16string_view text) {
+std::vector<BYTE> MakeSidFromText(std::u16string_view text) {
     constexpr std::u16string_view kPrefix = u"S-1-";
     text.remove_prefix(std::min(kPrefix.size(), text.size()));
     const std::uint64_t authorityNumber = TakeNumber(text);
@@ -47,7 +47,7 @@ std::vector<BYTE> SidOfText(std::u16string_view text) {
     return MakeSid(authority, parts);
 }
 
-std::size_t SidSize(PSID sid) {
+std::size_t GetSidSize(PSID sid) {
     return kHeaderSize + kPartSize * static_cast<const BYTE*>(sid)[1];
 }
 

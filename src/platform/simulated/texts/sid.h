@@ -13,9 +13,9 @@ namespace platform::simulated {
                                         const std::vector<DWORD>& parts);
 
 /// The SID that a text such as S-1-5-18 stands for. Numbers that are too large are cut.
-[[nodiscard]] std::vector<BYTE> SidOfText(std::u16string_view text);
+[[nodiscard]] std::vector<BYTE> MakeSidFromText(std::u16string_view text);
 
 /// The size of a SID in bytes.
-[[nodiscard]] std::size_t SidSize(PSID sid);
+[[nodiscard]] std::size_t GetSidSize(PSID sid);
 
 }  // namespace platform::simulated
