@@ -12,32 +12,20 @@ namespace {
 
 using namespace test;
 
-const std::string kOrphan = WritePackage(MakePackage({{"Description", "Kelvane Ostrel"}}));
-
 TEST(OrphanCleanup, AnOrphanIsAFileThatNothingLinksToAndThatNamesTheFamily) {
-    const LinkedPackages linked = {u"c:\\windows\\installer\\linked.msp"};
+    const std::u16string linked = u"c:\\windows\\installer\\linked.msp";
     const std::u16string free = u"c:\\windows\\installer\\free.msp";
-    const struct {
-        const char* name;
-        DWORD attributes;
-        std::u16string path;
-        std::optional<std::u16string> description;
-        EntryKind kind;
-    } cases[] = {
-        {"Directory", 0x10, free, u"kelvane ostrel", EntryKind::Directory},
-        {"DirectoryWithMoreBits", 0x13, *linked.begin(), std::nullopt, EntryKind::Directory},
-        {"Linked", 0x20, *linked.begin(), u"kelvane ostrel", EntryKind::Linked},
-        {"LinkedNeedsNoDescription", 0x20, *linked.begin(), std::nullopt, EntryKind::Linked},
-        {"Unlinked", 0x20, free, std::nullopt, EntryKind::NeedsDescription},
-        {"NoDescription", 0x20, free, u"", EntryKind::Foreign},
-        {"FirstFamily", 0x20, free, u"an update of kelvane ostrel 1.2", EntryKind::Orphan},
-        {"SecondFamily", 0x01, free, u"kelvane lumeth", EntryKind::Orphan},
-        {"OtherOrder", 0x20, free, u"ostrel lumeth", EntryKind::Foreign},
-        {"TwoBlanks", 0x20, free, u"kelvane  ostrel", EntryKind::Foreign},
-    };
-    for (const auto& row : cases)
-        EXPECT_EQ(ClassifyEntry(row.attributes, row.path, linked, row.description), row.kind)
-            << row.name;
+    const LinkedPackages linkedPackages = {{linked, {}}};
+    EXPECT_TRUE(MayBeOrphan(0x20, free, linkedPackages));
+    EXPECT_FALSE(MayBeOrphan(0x20, linked, linkedPackages));
+    EXPECT_FALSE(MayBeOrphan(0x10, free, linkedPackages));
+    EXPECT_FALSE(MayBeOrphan(0x13, free, linkedPackages)) << "a folder with more bits";
+    for (const char16_t* description :
+         {u"an update of kelvane ostrel 1.2", u"kelvane lumeth", u"kelvane ostrel and lumeth"})
+        EXPECT_TRUE(NamesProductFamily(description));
+    for (const char16_t* description :
+         {u"", u"ostrel lumeth", u"kelvane  ostrel", u"Kelvane Ostrel"})
+        EXPECT_FALSE(NamesProductFamily(description));
 }
 
 struct Phase {
@@ -49,7 +37,7 @@ struct Phase {
 TEST(OrphanCleanup, SetsItsResultsAndOnlyEverSetsTheFlag) {
     for (const bool wasCleaned : {false, true}) {
         Machine machine = MakeIncrementalMachine();
-        machine.drive.AddFile(kCache + u"6.msp", kOrphan);
+        machine.drive.AddFile(kCache + u"6.msp", kOwnPackage);
         Phase phase;
         phase.patchesCleaned = wasCleaned;
         AddFault(machine, "DeleteFileW", u"", 2);
@@ -65,17 +53,62 @@ TEST(OrphanCleanup, SetsItsResultsAndOnlyEverSetsTheFlag) {
 
 TEST(OrphanCleanup, WhatCannotBeReadCountsAsNotLinked) {
     Machine machine = MakeIncrementalMachine();
-    for (const char16_t* name : {u"0.msp", u"1.msp", u"2.msp"})
-        machine.drive.AddFile(kCache + name, kOrphan);
     machine.registry.RemoveValue(GetPackageKey(0), u"LocalPackage");
     AddFault(machine, "MsiEnumPatchesExW", u"", 1610, 3, 3);
     Phase phase;
     RunWithLog(machine, [&] {
         CleanupOrphanPatches(phase.orphanCount, phase.orphanList, phase.patchesCleaned, false);
     });
-    EXPECT_EQ(phase.orphanList, u"0.msp;2.msp");
+    EXPECT_EQ(phase.orphanList, u"0.msp;2.msp;3.msp;4.msp;5.msp");
     EXPECT_TRUE(phase.patchesCleaned);
-    EXPECT_EQ(ReadCacheText(machine), "1.msp 3.msp 4.msp 5.msp");
+    EXPECT_EQ(ReadCacheText(machine), "1.msp");
+}
+
+TEST(OrphanCleanup, TellsOfEachEntryWhatItIsAndWhy) {
+    Machine machine = MakeMachine();
+    AddPatch(machine, 3, {2, u"", u"", u"c.msp"});
+    machine.registry.SetText(GetPackageKey(3), u"LocalPackage", u"C:\\WINDOWS\\Installer\\C.MSP");
+    machine.drive.AddFile(kCache + u"a.msp", "no package");
+    machine.drive.AddDirectory(kCache + u"b.msp");
+    Package foreign = MakePackage({{"Description", "Another"}});
+    machine.drive.AddFile(kCache + u"d.msp", WritePackage(foreign));
+    foreign.hasTable = false;
+    machine.drive.AddFile(kCache + u"e.msp", WritePackage(foreign));
+    machine.drive.AddFile(kCache + u"f.msp", kOwnPackage);
+    machine.drive.AddFile(kCache + u"g.msp", kOwnPackage);
+    AddFault(machine, "DeleteFileW", kCache + u"g.msp", 2);
+    const struct {
+        std::u16string fileName;
+        EntryKind kind;
+        std::u16string description;
+    } expected[] = {
+        {u"a.msp", EntryKind::NoPackage, u""},
+        {u"b.msp", EntryKind::Folder, u""},
+        {u"c.msp", EntryKind::Linked, u""},
+        {u"d.msp", EntryKind::Foreign, u"Another"},
+        {u"e.msp", EntryKind::NoPackage, u""},
+        {u"f.msp", EntryKind::Orphan, u"Kelvane Ostrel"},
+        {u"g.msp", EntryKind::Orphan, u"Kelvane Ostrel"},
+    };
+    RunWithLog(machine, [&] {
+        const std::vector<CacheEntry> entries = RunOrphanPhase(false).entries;
+        ASSERT_EQ(entries.size(), std::size(expected));
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            EXPECT_EQ(entries[i].fileName, expected[i].fileName);
+            EXPECT_EQ(entries[i].kind, expected[i].kind);
+            EXPECT_EQ(entries[i].description, expected[i].description);
+            EXPECT_EQ(entries[i].failure.has_value(), entries[i].kind == EntryKind::NoPackage);
+            EXPECT_EQ(entries[i].link.has_value(), entries[i].kind == EntryKind::Linked);
+        }
+        EXPECT_EQ(entries[0].failure->step, PackageStep::Open);
+        EXPECT_EQ(entries[0].failure->error, 110U);
+        EXPECT_EQ(entries[4].failure->step, PackageStep::Query);
+        EXPECT_EQ(entries[4].failure->error, 1615U);
+        EXPECT_EQ(entries[2].link->patchCode, GetPatchCode(3));
+        EXPECT_EQ(entries[2].link->targetProductCode, kProduct);
+        EXPECT_EQ(entries[5].outcome, RemovalOutcome::Deleted);
+        EXPECT_EQ(entries[6].outcome, RemovalOutcome::DeleteFailed);
+    });
 }
 
 }  // namespace

@@ -1,32 +1,19 @@
 #include "cleanup/linked_cleanup.h"
 
-#include "cleanup/package_removal.h"
-#include "cleanup/preservation.h"
-#include "inventory/patch_record.h"
-#include "inventory/patch_versions.h"
 #include "log/run_log.h"
 #include "platform/files.h"
 #include "platform/wide_text.h"
 #include "records/cleanup_store.h"
 #include "records/current_patch.h"
 
-#include <optional>
-#include <vector>
+#include <algorithm>
+#include <utility>
 
 namespace saltrove {
 
 namespace {
 
 using platform::FormatDecimal;
-
-/// What the phase did, package by package.
-struct Tally {
-    std::int32_t preserved = 0;
-    std::int32_t notPresent = 0;
-    std::int32_t deleted = 0;
-    std::int32_t marked = 0;
-    std::vector<std::u16string> removalList;  ///< full paths, in the order in which they went
-};
 
 void LogSkip(std::u16string_view reason, std::u16string_view consequence) {
     WriteRunLog(u"");
@@ -51,53 +38,49 @@ void LogMode(const Boundaries& boundaries, const std::u16string& productVersion)
         WriteRunLog(u"  - Last applied cumulative: " + boundaries.lastCumulative);
 }
 
-/// Fixes what the patches are held against, or logs why that cannot be done.
-std::optional<Boundaries> FindBoundaries(const std::vector<PatchRecord>& patches,
-                                         const std::u16string& productVersion,
-                                         const std::u16string& productCode) {
-    Boundaries boundaries;
-    boundaries.currentType = GetCurrentPatchType(productVersion, productCode);
+/// Logs the boundaries in the order in which they were looked for, up to the one that is missing.
+void LogPlan(const Plan& plan, const std::u16string& productVersion) {
+    const Boundaries& boundaries = plan.boundaries;
     WriteRunLog(u"");
     WriteRunLog(u"Current applied patch type: " + std::u16string(boundaries.currentType));
-    if (boundaries.currentType == kUnknownType) {
+    if (plan.skip == SkipReason::UnknownType) {
         LogSkip(u"[SKIP CLEANUP] Unable to determine current patch type.",
                 u"Cannot safely determine which patches to preserve.");
         WriteRunLog(u"Skipping cleanup to avoid deleting patches that should be kept.");
-        return std::nullopt;
+        return;
     }
-
-    const std::u16string normalizedProductVersion = NormalizeVersion(productVersion);
-    const PatchRecord* current = FindCurrentPatch(patches, normalizedProductVersion);
-    if (current != nullptr) {
-        boundaries.currentNumber = current->versionNumber;
+    if (plan.skip != SkipReason::NoCurrentPatch)
         WriteRunLog(u"Current applied patch version number (10-digit): " +
                     boundaries.currentNumber);
-    }
     if (boundaries.currentNumber.empty()) {
         LogSkip(u"[SKIP CLEANUP] Could not find applied patch matching current product version.",
                 u"Cannot determine correct preservation boundaries.");
-        return std::nullopt;
+        return;
     }
-
-    boundaries.lastCumulative = FindLastCumulative(patches, normalizedProductVersion);
     if (boundaries.lastCumulative.empty())
         WriteRunLog(u"Last applied cumulative patch: Not found");
     else
         WriteRunLog(u"Last applied cumulative patch version: " + boundaries.lastCumulative);
-    if (boundaries.currentType == kIncremental && boundaries.lastCumulative.empty()) {
+    if (plan.skip == SkipReason::NoBase) {
         LogSkip(u"[SKIP CLEANUP] Current patch is incremental but no cumulative base found.",
                 u"Cannot safely clean incremental patches without a cumulative base.");
-        return std::nullopt;
+        return;
     }
-
     LogMode(boundaries, productVersion);
-    boundaries.latestOverall = FindLatestOverall(patches);
     WriteRunLog(u"");
     WriteRunLog(u"Latest overall patch version: " + boundaries.latestOverall);
-    return boundaries;
 }
 
-std::u16string_view TextOfKeptFate(Fate fate) {
+void LogPatch(const PatchRecord& patch) {
+    WriteRunLog(u"");
+    WriteRunLog(u"Patch: " + patch.version + u" (" +
+                std::u16string(platform::GetFileName(patch.localPackage)) + u")");
+    WriteRunLog(u"  State: " + PatchStateName(patch.state) + u", Type: " +
+                std::u16string(PatchTypeOfPackage(patch.packageName)));
+}
+
+/// The line of a fate; empty where its line is that of the removal or there is none.
+std::u16string_view GetFateText(Fate fate) {
     switch (fate) {
     case Fate::KeepApplied:
         return u"  [SKIP] Patch still applied";
@@ -112,110 +95,120 @@ std::u16string_view TextOfKeptFate(Fate fate) {
         return u"  [SKIP] Last applied cumulative (base for incremental)";
     case Fate::KeepBetween:
         return u"  [SKIP] Incremental patch between base and current";
+    case Fate::LeaveNotPresent:
+        return u"  [SKIP] Not present in path, hence not marking for deletion";
+    case Fate::KeepUndecided:
+    case Fate::LeaveOutsideCache:
     case Fate::Remove:
         break;
     }
     return {};
 }
 
-void LogPatch(const PatchRecord& patch) {
-    WriteRunLog(u"");
-    WriteRunLog(u"Patch: " + patch.version + u" (" +
-                std::u16string(platform::GetFileName(patch.localPackage)) + u")");
-    WriteRunLog(u"  State: " + PatchStateName(patch.state) + u", Type: " +
-                std::u16string(PatchTypeOfPackage(patch.packageName)));
-}
-
-void RemovePatch(const PatchRecord& patch, bool simulate, bool& patchesCleaned, Tally& tally) {
-    if (!IsInInstallerCache(patch.localPackage))
-        return;
-    if (platform::GetFileAttributesW(patch.localPackage.c_str()) ==
-        platform::INVALID_FILE_ATTRIBUTES) {
-        WriteRunLog(u"  [SKIP] Not present in path, hence not marking for deletion");
-        ++tally.notPresent;
-        return;
-    }
-    switch (
-        RemovePackage(patch.localPackage, simulate, u"  [MARK FAILED] MoveFileEx error code: ")) {
-    case RemovalOutcome::Simulated:
-        ++tally.deleted;
-        break;
-    case RemovalOutcome::Deleted:
-        ++tally.deleted;
-        patchesCleaned = true;
-        break;
-    case RemovalOutcome::Marked:
-        ++tally.marked;
-        patchesCleaned = true;
-        break;
-    case RemovalOutcome::DeleteFailed:
-    case RemovalOutcome::MarkFailed:
-        return;
-    }
-    tally.removalList.push_back(patch.localPackage);
-}
-
-void EvaluatePatch(const PatchRecord& patch, const Boundaries& boundaries, bool simulate,
-                   bool& patchesCleaned, Tally& tally) {
-    LogPatch(patch);
-    const Fate fate = DecideFate(patch, boundaries);
-    if (fate == Fate::Remove) {
-        RemovePatch(patch, simulate, patchesCleaned, tally);
-        return;
-    }
-    WriteRunLog(TextOfKeptFate(fate));
+void LogFate(Fate fate, const PatchRecord& patch) {
+    if (const std::u16string_view text = GetFateText(fate); !text.empty())
+        WriteRunLog(text);
     if (fate == Fate::KeepNoNumber && patch.packageName.empty())
         WriteRunLog(u"  [NOTE] PackageName also missing (registry metadata unavailable)");
-    ++tally.preserved;
 }
 
-void LogSummary(std::size_t evaluated, const Tally& tally) {
+/// What becomes of a patch that is not needed: its package goes only from the cache folder.
+Fate CheckPackage(const std::u16string& path) {
+    if (!IsInInstallerCache(path))
+        return Fate::LeaveOutsideCache;
+    if (platform::GetFileAttributesW(path.c_str()) == platform::INVALID_FILE_ATTRIBUTES)
+        return Fate::LeaveNotPresent;
+    return Fate::Remove;
+}
+
+PatchDecision EvaluatePatch(PatchRecord patch, const Boundaries& boundaries, bool simulate) {
+    LogPatch(patch);
+    Fate fate = DecideFate(patch, boundaries);
+    if (fate == Fate::Remove)
+        fate = CheckPackage(patch.localPackage);
+    LogFate(fate, patch);
+    std::optional<RemovalOutcome> outcome;
+    if (fate == Fate::Remove)
+        outcome =
+            RemovePackage(patch.localPackage, simulate, u"  [MARK FAILED] MoveFileEx error code: ");
+    return {std::move(patch), fate, outcome};
+}
+
+template <typename Predicate>
+std::u16string CountPatches(const LinkedPhase& phase, Predicate predicate) {
+    return FormatDecimal(std::count_if(phase.patches.begin(), phase.patches.end(), predicate));
+}
+
+void LogSummary(const LinkedPhase& phase) {
+    const auto hasFate = [](Fate fate) {
+        return [fate](const PatchDecision& patch) { return patch.fate == fate; };
+    };
+    const auto isDeleted = [](const PatchDecision& patch) {
+        return patch.outcome == RemovalOutcome::Deleted ||
+               patch.outcome == RemovalOutcome::Simulated;
+    };
+    const auto isMarked = [](const PatchDecision& patch) {
+        return patch.outcome == RemovalOutcome::Marked;
+    };
+    const auto isPreserved = [](const PatchDecision& patch) { return IsPreserved(patch.fate); };
     WriteRunLog(u"");
     WriteRunLog(u"Linked Patch Cleanup Summary:");
-    WriteRunLog(u"  - Total evaluated: " + FormatDecimal(static_cast<std::int64_t>(evaluated)));
-    WriteRunLog(u"  - Preserved: " + FormatDecimal(tally.preserved));
-    WriteRunLog(u"  - Not present on disk: " + FormatDecimal(tally.notPresent));
-    WriteRunLog(u"  - Deleted: " + FormatDecimal(tally.deleted));
-    WriteRunLog(u"  - Marked for deletion on reboot: " + FormatDecimal(tally.marked));
+    WriteRunLog(u"  - Total evaluated: " + FormatDecimal(std::ssize(phase.patches)));
+    WriteRunLog(u"  - Preserved: " + CountPatches(phase, isPreserved));
+    WriteRunLog(u"  - Not present on disk: " + CountPatches(phase, hasFate(Fate::LeaveNotPresent)));
+    WriteRunLog(u"  - Deleted: " + CountPatches(phase, isDeleted));
+    WriteRunLog(u"  - Marked for deletion on reboot: " + CountPatches(phase, isMarked));
 }
 
-std::u16string JoinPaths(const std::vector<std::u16string>& paths) {
-    std::u16string joined;
-    for (const std::u16string& path : paths) {
-        if (&path != &paths.front())
-            joined += u';';
-        joined += path;
+/// The paths of the packages that were taken away, in their order, joined by ";".
+std::u16string JoinRemovedPaths(const LinkedPhase& phase) {
+    std::u16string paths;
+    for (const PatchDecision& decision : phase.patches) {
+        if (IsTakenAway(decision.outcome))
+            platform::AppendToList(paths, decision.patch.localPackage);
     }
-    return joined;
+    return paths;
 }
 
 }  // namespace
 
-bool CleanupLinkedPatches(const std::u16string& productVersion, const std::u16string& productCode,
-                          bool& patchesCleaned, bool simulate) {
-    patchesCleaned = false;
+LinkedPhase RunLinkedPhase(const std::u16string& productCode, const std::u16string& productVersion,
+                           bool simulate) {
     WriteRunLog(u"");
     WriteRunLog(simulate ? u"========== Phase 2: Linked Patch Cleanup (SIMULATION MODE) =========="
                          : u"========== Phase 2: Linked Patch Cleanup ==========");
-    const std::vector<PatchRecord> patches = EnumerateProductPatches(productCode);
-    const std::optional<Boundaries> boundaries =
-        FindBoundaries(patches, productVersion, productCode);
-    if (!boundaries)
-        return false;
+    std::vector<PatchRecord> patches = EnumerateProductPatches(productCode);
+    LinkedPhase phase;
+    phase.plan =
+        FindBoundaries(patches, GetCurrentPatchType(productVersion, productCode), productVersion);
+    LogPlan(phase.plan, productVersion);
+    if (phase.plan.skip) {
+        for (PatchRecord& patch : patches)
+            phase.patches.push_back({std::move(patch), Fate::KeepUndecided, std::nullopt});
+        return phase;
+    }
 
     WriteRunLog(u"");
-    WriteRunLog(u"Evaluating " + FormatDecimal(static_cast<std::int64_t>(patches.size())) +
-                u" patches...");
-    Tally tally;
-    for (const PatchRecord& patch : patches)
-        EvaluatePatch(patch, *boundaries, simulate, patchesCleaned, tally);
+    WriteRunLog(u"Evaluating " + FormatDecimal(std::ssize(patches)) + u" patches...");
+    for (PatchRecord& patch : patches)
+        phase.patches.push_back(EvaluatePatch(std::move(patch), phase.plan.boundaries, simulate));
+    phase.patchesCleaned =
+        std::any_of(phase.patches.begin(), phase.patches.end(),
+                    [](const PatchDecision& patch) { return IsCleaned(patch.outcome); });
 
-    LogSummary(patches.size(), tally);
+    LogSummary(phase);
     if (simulate)
         WriteRunLog(u"[SIMULATION MODE] Registry not modified\n");
     else
-        LogCleanupRecord(productCode, patchesCleaned, JoinPaths(tally.removalList));
-    return true;
+        LogCleanupRecord(productCode, phase.patchesCleaned, JoinRemovedPaths(phase));
+    return phase;
+}
+
+bool CleanupLinkedPatches(const std::u16string& productVersion, const std::u16string& productCode,
+                          bool& patchesCleaned, bool simulate) {
+    const LinkedPhase phase = RunLinkedPhase(productCode, productVersion, simulate);
+    patchesCleaned = phase.patchesCleaned;
+    return !phase.plan.skip;
 }
 
 }  // namespace saltrove

@@ -1,18 +1,41 @@
 #pragma once
 
-#include <string>
+#include "cleanup/package_removal.h"
+#include "cleanup/preservation.h"
 
-namespace saltrove {
+#include <optional>
+#include <string>
+#include <vector>
 
 /// Linked cleanup, the second phase of a run: removes the cached packages of the product's patches
 /// that it no longer needs.
-///
-/// Returns true if every patch was evaluated, whatever became of the single packages, and false if
-/// the phase gave up beforehand because a boundary of what to keep could not be found: nothing was
-/// touched or recorded then. `patchesCleaned` is set to whether a package was really deleted or
-/// marked. A real run that was not given up stores its record, also when nothing went. With
-/// `simulate` all decisions are made, nothing is touched and no record is stored. Everything is
-/// logged.
+namespace saltrove {
+
+/// One patch of the product: what Windows Installer knows of it, what was decided, what came of it.
+struct PatchDecision {
+    PatchRecord patch;
+    Fate fate = Fate::KeepUndecided;
+    std::optional<RemovalOutcome> outcome;  ///< of its removal, if its fate is Remove
+};
+
+/// The phase as it went.
+struct LinkedPhase {
+    Plan plan;
+    std::vector<PatchDecision> patches;  ///< in the order of delivery
+    bool patchesCleaned = false;         ///< a package was really deleted or marked
+};
+
+/// Runs the phase. It gives up where a boundary of what to keep cannot be found: `plan.skip` says
+/// why, and nothing was touched or recorded then. Otherwise every patch is evaluated, and each
+/// package removed before the next patch is looked at. A real run that was not given up stores its
+/// record, also when nothing went. With `simulate` all decisions are made, nothing is touched and
+/// no record is stored. Everything is logged.
+[[nodiscard]] LinkedPhase RunLinkedPhase(const std::u16string& productCode,
+                                         const std::u16string& productVersion, bool simulate);
+
+/// The same for a run that only goes by its end: true if every patch was evaluated, whatever became
+/// of the single packages, and false if the phase gave up. `patchesCleaned` is set to whether a
+/// package was really deleted or marked.
 [[nodiscard]] bool CleanupLinkedPatches(const std::u16string& productVersion,
                                         const std::u16string& productCode, bool& patchesCleaned,
                                         bool simulate);

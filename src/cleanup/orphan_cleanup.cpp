@@ -1,14 +1,12 @@
 #include "cleanup/orphan_cleanup.h"
 
-#include "cleanup/package_removal.h"
-#include "inventory/installer_query.h"
-#include "inventory/package_metadata.h"
 #include "inventory/patch_versions.h"
 #include "log/run_log.h"
 #include "platform/files.h"
 #include "platform/installer.h"
 #include "platform/wide_text.h"
 
+#include <algorithm>
 #include <memory>
 #include <type_traits>
 
@@ -27,109 +25,121 @@ struct FileSearchCloser {
 /// A search through a directory, ended at the end of its scope.
 using FileSearch = std::unique_ptr<std::remove_pointer_t<platform::HANDLE>, FileSearchCloser>;
 
-/// Begins the search for packages, with the first of them in `entry`; null if there is none.
-FileSearch FindFirstPackage(platform::WIN32_FIND_DATAW& entry) {
+/// Begins the search for packages, with the first of them in `found`; null if there is none.
+FileSearch FindFirstPackage(platform::WIN32_FIND_DATAW& found) {
     const std::u16string pattern = std::u16string(kInstallerCache) + u"*.msp";
-    const platform::HANDLE search = platform::FindFirstFileW(pattern.c_str(), &entry);
+    const platform::HANDLE search = platform::FindFirstFileW(pattern.c_str(), &found);
     return FileSearch(search == platform::INVALID_HANDLE_VALUE ? nullptr : search);
 }
 
 LinkedPackages ListLinkedPackages() {
     LinkedPackages linkedPackages;
-    platform::DWORD index = 0;
-    while (const auto patch = EnumeratePatch(nullptr, platform::MSIPATCHSTATE_ALL, index++)) {
-        if (const auto path = GetLocalPackage(patch->patchCode, patch->targetProductCode))
-            linkedPackages.insert(LowerCaseCopy(*path));
-    }
+    WalkPatches(nullptr, platform::MSIPATCHSTATE_ALL, [&](const EnumeratedPatch& patch) {
+        if (const auto path = GetLocalPackage(patch.patchCode, patch.targetProductCode))
+            linkedPackages.try_emplace(LowerCaseCopy(*path), patch);
+        return Walk::GoOn;
+    });
     return linkedPackages;
 }
 
-/// The description of the package if the entry is an orphan; nothing if it is left alone.
-std::optional<std::u16string> DescribeOrphan(platform::DWORD attributes, const std::u16string& path,
-                                             const LinkedPackages& linkedPackages) {
+bool IsFolder(platform::DWORD attributes) {
+    return (attributes & platform::FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+/// Tells what the entry is and, unless it is an orphan, settles it.
+CacheEntry InspectEntry(const platform::WIN32_FIND_DATAW& found,
+                        const LinkedPackages& linkedPackages) {
+    CacheEntry entry;
+    entry.fileName = platform::ReadBuffer(found.cFileName);
+    const std::u16string path = std::u16string(kInstallerCache) + entry.fileName;
     const std::u16string lowerCasePath = LowerCaseCopy(path);
-    if (ClassifyEntry(attributes, lowerCasePath, linkedPackages, std::nullopt) !=
-        EntryKind::NeedsDescription)
-        return std::nullopt;
-    std::u16string description = GetDescriptionFromMsp(path);
-    if (ClassifyEntry(attributes, lowerCasePath, linkedPackages, LowerCaseCopy(description)) !=
-        EntryKind::Orphan)
-        return std::nullopt;
-    return description;
-}
-
-/// Removes one orphan; whether it went, or would have gone.
-bool RemoveOrphan(const std::u16string& path, bool simulate, bool& patchesCleaned) {
-    switch (RemovePackage(path, simulate, u"  [MARK FAILED] MoveFileEx error: ")) {
-    case RemovalOutcome::Simulated:
-        return true;
-    case RemovalOutcome::Deleted:
-    case RemovalOutcome::Marked:
-        patchesCleaned = true;
-        return true;
-    case RemovalOutcome::DeleteFailed:
-    case RemovalOutcome::MarkFailed:
-        break;
+    if (!MayBeOrphan(found.dwFileAttributes, lowerCasePath, linkedPackages)) {
+        if (!IsFolder(found.dwFileAttributes)) {
+            entry.kind = EntryKind::Linked;
+            entry.link = linkedPackages.at(lowerCasePath);
+        }
+        return entry;
     }
-    return false;
+    entry.description = GetDescriptionFromMsp(path, &entry.failure);
+    if (NamesProductFamily(LowerCaseCopy(entry.description)))
+        entry.kind = EntryKind::Orphan;
+    else
+        entry.kind = entry.failure ? EntryKind::NoPackage : EntryKind::Foreign;
+    return entry;
 }
 
-void LogSummary(std::int32_t orphanCount, std::int32_t removedCount, bool simulate) {
+RemovalOutcome RemoveOrphan(const CacheEntry& entry, bool simulate) {
+    WriteRunLog(u"");
+    WriteRunLog(u"Orphan: " + entry.fileName + u" (" + entry.description + u")");
+    return RemovePackage(std::u16string(kInstallerCache) + entry.fileName, simulate,
+                         u"  [MARK FAILED] MoveFileEx error: ");
+}
+
+bool IsOrphan(const CacheEntry& entry) {
+    return entry.kind == EntryKind::Orphan;
+}
+
+void LogSummary(const OrphanPhase& phase, bool simulate) {
+    const auto orphans = std::count_if(phase.entries.begin(), phase.entries.end(), IsOrphan);
+    const auto removed =
+        std::count_if(phase.entries.begin(), phase.entries.end(),
+                      [](const CacheEntry& entry) { return IsTakenAway(entry.outcome); });
     WriteRunLog(u"");
     WriteRunLog(u"Orphan Patch Cleanup Summary:");
-    WriteRunLog(u"  - Kelvane orphans found: " + FormatDecimal(orphanCount));
-    WriteRunLog(u"  - Deleted/Marked: " + FormatDecimal(removedCount));
+    WriteRunLog(u"  - Kelvane orphans found: " + FormatDecimal(orphans));
+    WriteRunLog(u"  - Deleted/Marked: " + FormatDecimal(removed));
     if (simulate)
         WriteRunLog(u"[SIMULATION MODE] No actual deletions performed");
 }
 
 }  // namespace
 
-EntryKind ClassifyEntry(platform::DWORD attributes, const std::u16string& path,
-                        const LinkedPackages& linkedPackages,
-                        const std::optional<std::u16string>& description) {
-    if ((attributes & platform::FILE_ATTRIBUTE_DIRECTORY) != 0)
-        return EntryKind::Directory;
-    if (linkedPackages.contains(path))
-        return EntryKind::Linked;
-    if (!description)
-        return EntryKind::NeedsDescription;
-    const bool namesFamily = description->find(u"kelvane ostrel") != std::u16string::npos ||
-                             description->find(u"kelvane lumeth") != std::u16string::npos;
-    return namesFamily ? EntryKind::Orphan : EntryKind::Foreign;
+bool MayBeOrphan(platform::DWORD attributes, const std::u16string& path,
+                 const LinkedPackages& linkedPackages) {
+    return !IsFolder(attributes) && !linkedPackages.contains(path);
+}
+
+bool NamesProductFamily(std::u16string_view description) {
+    return description.find(u"kelvane ostrel") != std::u16string_view::npos ||
+           description.find(u"kelvane lumeth") != std::u16string_view::npos;
+}
+
+OrphanPhase RunOrphanPhase(bool simulate) {
+    WriteRunLog(u"");
+    WriteRunLog(simulate ? u"========== Phase 3: Orphan Patch Cleanup (SIMULATION MODE) =========="
+                         : u"========== Phase 3: Orphan Patch Cleanup ==========");
+    OrphanPhase phase;
+    const LinkedPackages linkedPackages = ListLinkedPackages();
+    platform::WIN32_FIND_DATAW found{};
+    FileSearch search = FindFirstPackage(found);
+    if (!search)
+        return phase;
+    do {
+        CacheEntry entry = InspectEntry(found, linkedPackages);
+        if (IsOrphan(entry))
+            entry.outcome = RemoveOrphan(entry, simulate);
+        phase.entries.push_back(std::move(entry));
+    } while (platform::FindNextFileW(search.get(), &found) != 0);
+    search.reset();
+    phase.patchesCleaned =
+        std::any_of(phase.entries.begin(), phase.entries.end(),
+                    [](const CacheEntry& entry) { return IsCleaned(entry.outcome); });
+    LogSummary(phase, simulate);
+    return phase;
 }
 
 void CleanupOrphanPatches(std::int32_t& orphanCount, std::u16string& orphanList,
                           bool& patchesCleaned, bool simulate) {
-    WriteRunLog(u"");
-    WriteRunLog(simulate ? u"========== Phase 3: Orphan Patch Cleanup (SIMULATION MODE) =========="
-                         : u"========== Phase 3: Orphan Patch Cleanup ==========");
+    const OrphanPhase phase = RunOrphanPhase(simulate);
     orphanCount = 0;
     orphanList.clear();
-    const LinkedPackages linkedPackages = ListLinkedPackages();
-    platform::WIN32_FIND_DATAW entry{};
-    FileSearch search = FindFirstPackage(entry);
-    if (!search)
-        return;
-
-    std::int32_t removedCount = 0;
-    do {
-        const std::u16string fileName = platform::ReadBuffer(entry.cFileName);
-        const std::u16string path = std::u16string(kInstallerCache) + fileName;
-        const auto description = DescribeOrphan(entry.dwFileAttributes, path, linkedPackages);
-        if (!description)
+    for (const CacheEntry& entry : phase.entries) {
+        if (!IsOrphan(entry))
             continue;
         ++orphanCount;
-        WriteRunLog(u"");
-        WriteRunLog(u"Orphan: " + fileName + u" (" + *description + u")");
-        if (RemoveOrphan(path, simulate, patchesCleaned))
-            ++removedCount;
-        if (!orphanList.empty())
-            orphanList += u';';
-        orphanList += fileName;
-    } while (platform::FindNextFileW(search.get(), &entry) != 0);
-    search.reset();
-    LogSummary(orphanCount, removedCount, simulate);
+        platform::AppendToList(orphanList, entry.fileName);
+    }
+    patchesCleaned = patchesCleaned || phase.patchesCleaned;
 }
 
 }  // namespace saltrove

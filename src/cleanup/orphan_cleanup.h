@@ -1,42 +1,66 @@
 #pragma once
 
+#include "cleanup/package_removal.h"
+#include "inventory/installer_query.h"
+#include "inventory/package_metadata.h"
 #include "platform/types.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_set>
-
-namespace saltrove {
-
-/// The paths of all packages that a product on the machine links to, in lower case.
-using LinkedPackages = std::unordered_set<std::u16string>;
-
-/// What an entry of the cache folder is.
-enum class EntryKind {
-    Directory,         ///< left alone
-    Linked,            ///< a product links to it: left alone, and never opened
-    NeedsDescription,  ///< neither of them: only its description can tell
-    Foreign,           ///< its description does not name the product family
-    Orphan,            ///< it goes
-};
-
-/// Tells what an entry is, by its attribute word, its full path and its description, both in lower
-/// case. Without a description the answer is one of the first three; with one, and it may be empty,
-/// it is never NeedsDescription. Works on the arguments alone.
-[[nodiscard]] EntryKind ClassifyEntry(platform::DWORD attributes, const std::u16string& path,
-                                      const LinkedPackages& linkedPackages,
-                                      const std::optional<std::u16string>& description);
+#include <unordered_map>
+#include <vector>
 
 /// Orphan cleanup, the third phase of a run: removes the packages in Windows Installer's cache
-/// folder that no product links to and whose description names the product family, whichever
-/// product of it that is.
-///
-/// `orphanCount` and `orphanList` (file names joined by ";", in the order of the folder) are set to
-/// all orphans found, whatever became of them. `patchesCleaned` is set if a package was really
-/// deleted or marked, and otherwise left as it was. With `simulate` nothing is touched. Everything
-/// is logged; nothing that fails here ends the phase or the run.
+/// folder that nothing is known to link to and whose description names the product family,
+/// whichever product of it that is.
+namespace saltrove {
+
+/// The packages that products on the machine link to: by the path in lower case the patch, of
+/// several the first, that has its package there.
+using LinkedPackages = std::unordered_map<std::u16string, EnumeratedPatch>;
+
+/// What an entry of the cache folder is. Only an orphan goes.
+enum class EntryKind {
+    Folder,
+    Linked,     ///< never opened
+    NoPackage,  ///< it could not be read
+    Foreign,    ///< its description does not name the product family
+    Orphan,
+};
+
+/// One entry of the cache folder: what it is, why, and what came of it.
+struct CacheEntry {
+    std::u16string fileName;
+    EntryKind kind = EntryKind::Folder;
+    std::optional<EnumeratedPatch> link;    ///< of a linked package: the patch that it belongs to
+    std::optional<PackageFailure> failure;  ///< of what is no package
+    std::u16string description;             ///< of a package that was read; may be empty
+    std::optional<RemovalOutcome> outcome;  ///< of an orphan
+};
+
+/// The phase as it went.
+struct OrphanPhase {
+    std::vector<CacheEntry> entries;  ///< in the order of the folder
+    bool patchesCleaned = false;      ///< a package was really deleted or marked
+};
+
+/// Whether an entry may be an orphan, by its attribute word and its full path in lower case: it is
+/// no folder, and nothing links to it. Only then is it opened.
+[[nodiscard]] bool MayBeOrphan(platform::DWORD attributes, const std::u16string& path,
+                               const LinkedPackages& linkedPackages);
+
+/// Whether a description, in lower case, names the product family.
+[[nodiscard]] bool NamesProductFamily(std::u16string_view description);
+
+/// Runs the phase. Each orphan is removed before the next entry is looked at. With `simulate`
+/// nothing is touched. Everything is logged; nothing that fails here ends the phase.
+[[nodiscard]] OrphanPhase RunOrphanPhase(bool simulate);
+
+/// The same for a run that only goes by its end. `orphanCount` and `orphanList` (file names joined
+/// by ";", in the order of the folder) are set to all orphans found, whatever became of them.
+/// `patchesCleaned` is set if a package was really deleted or marked, and otherwise left as it was.
 void CleanupOrphanPatches(std::int32_t& orphanCount, std::u16string& orphanList,
                           bool& patchesCleaned, bool simulate);
 

@@ -7,6 +7,14 @@
 
 namespace saltrove {
 
+bool IsTakenAway(std::optional<RemovalOutcome> outcome) {
+    return IsCleaned(outcome) || outcome == RemovalOutcome::Simulated;
+}
+
+bool IsCleaned(std::optional<RemovalOutcome> outcome) {
+    return outcome == RemovalOutcome::Deleted || outcome == RemovalOutcome::Marked;
+}
+
 bool IsInInstallerCache(const std::u16string& path) {
     constexpr std::u16string_view kInLowerCase = u"c:\\windows\\installer\\";
     static_assert(kInLowerCase.size() == kInstallerCache.size());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,6 +19,13 @@ enum class RemovalOutcome {
     DeleteFailed,  ///< the file stays, for a reason that no restart would mend
     MarkFailed,    ///< the file stays: neither deletion nor its registration worked
 };
+
+/// Whether a package went or, in a simulation, would have. `outcome` is nothing where no removal
+/// was tried.
+[[nodiscard]] bool IsTakenAway(std::optional<RemovalOutcome> outcome);
+
+/// Whether a package was really deleted or marked.
+[[nodiscard]] bool IsCleaned(std::optional<RemovalOutcome> outcome);
 
 /// Whether a path begins with the cache folder's, in any letter case.
 [[nodiscard]] bool IsInInstallerCache(const std::u16string& path);

@@ -32,6 +32,31 @@ bool IsInIncrementalChain(const PatchRecord& patch, const Boundaries& boundaries
 
 }  // namespace
 
+Plan FindBoundaries(std::span<const PatchRecord> patches, PatchType currentType,
+                    const std::u16string& productVersion) {
+    Plan plan;
+    Boundaries& boundaries = plan.boundaries;
+    boundaries.currentType = currentType;
+    if (currentType == kUnknownType) {
+        plan.skip = SkipReason::UnknownType;
+        return plan;
+    }
+    const std::u16string normalizedVersion = NormalizeVersion(productVersion);
+    const PatchRecord* current = FindCurrentPatch(patches, normalizedVersion);
+    if (current == nullptr || current->versionNumber.empty()) {
+        plan.skip = current == nullptr ? SkipReason::NoCurrentPatch : SkipReason::NoCurrentNumber;
+        return plan;
+    }
+    boundaries.currentNumber = current->versionNumber;
+    boundaries.lastCumulative = FindLastCumulative(patches, normalizedVersion);
+    if (currentType == kIncremental && boundaries.lastCumulative.empty()) {
+        plan.skip = SkipReason::NoBase;
+        return plan;
+    }
+    boundaries.latestOverall = FindLatestOverall(patches);
+    return plan;
+}
+
 const PatchRecord* FindCurrentPatch(std::span<const PatchRecord> patches,
                                     const std::u16string& normalizedVersion) {
     const auto current = std::find_if(patches.begin(), patches.end(), [&](const auto& patch) {
@@ -66,6 +91,10 @@ Fate DecideFate(const PatchRecord& patch, const Boundaries& boundaries) {
     if (isIncrementalMode && IsInIncrementalChain(patch, boundaries))
         return Fate::KeepBetween;
     return Fate::Remove;
+}
+
+bool IsPreserved(Fate fate) {
+    return fate != Fate::LeaveOutsideCache && fate != Fate::LeaveNotPresent && fate != Fate::Remove;
 }
 
 }  // namespace saltrove

@@ -39,13 +39,9 @@ std::optional<std::u16string> GetPatchProperty(const std::u16string& patchCode,
     return ReadBuffer(value);
 }
 
-}  // namespace
-
+/// The patch at `index`; nothing at the end of the enumeration and on every error.
 std::optional<EnumeratedPatch> EnumeratePatch(const char16_t* productCode, platform::DWORD filter,
                                               platform::DWORD index) {
-    // The caller counts up from 0, and must not come round to 0 again.
-    if (index == std::numeric_limits<platform::DWORD>::max())
-        return std::nullopt;
     std::array<char16_t, kGuidLength + 1> patchCode{};
     std::array<char16_t, kGuidLength + 1> targetProductCode{};
     const platform::UINT status = platform::MsiEnumPatchesExW(
@@ -54,6 +50,19 @@ std::optional<EnumeratedPatch> EnumeratePatch(const char16_t* productCode, platf
     if (status != platform::ERROR_SUCCESS)
         return std::nullopt;
     return EnumeratedPatch{ReadBuffer(patchCode), ReadBuffer(targetProductCode)};
+}
+
+}  // namespace
+
+void WalkPatches(const char16_t* productCode, platform::DWORD filter,
+                 const std::function<Walk(const EnumeratedPatch&)>& visit) {
+    // An index that came round to 0 would begin the list again.
+    constexpr platform::DWORD kEnd = std::numeric_limits<platform::DWORD>::max();
+    for (platform::DWORD index = 0; index != kEnd; ++index) {
+        const std::optional<EnumeratedPatch> patch = EnumeratePatch(productCode, filter, index);
+        if (!patch || visit(*patch) == Walk::Stop)
+            return;
+    }
 }
 
 std::optional<std::u16string> GetLocalPackage(const std::u16string& patchCode,

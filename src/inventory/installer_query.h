@@ -2,6 +2,7 @@
 
 #include "platform/types.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -14,11 +15,15 @@ struct EnumeratedPatch {
     std::u16string targetProductCode;
 };
 
-/// The patch at `index`, counted from 0, among those of `productCode`, or of all products when it
-/// is null, whose state is in `filter` (a sum of MSIPATCHSTATE_ values). Nothing at the end of the
-/// enumeration and on every error alike. Logs nothing.
-[[nodiscard]] std::optional<EnumeratedPatch>
-EnumeratePatch(const char16_t* productCode, platform::DWORD filter, platform::DWORD index);
+/// Whether a walk goes on behind a visit.
+enum class Walk { GoOn, Stop };
+
+/// Visits the patches of `productCode`, or of all products when it is null, whose state is in
+/// `filter` (a sum of MSIPATCHSTATE_ values), in the order in which Windows Installer delivers
+/// them. Each is asked for when the visit of the one before it has returned. The walk ends when a
+/// visit says so, at the end of the enumeration and at every error alike. Logs nothing.
+void WalkPatches(const char16_t* productCode, platform::DWORD filter,
+                 const std::function<Walk(const EnumeratedPatch&)>& visit);
 
 /// The path of the patch's cached package, in the spelling that Windows Installer reports; nothing
 /// if it cannot be read or has 260 characters or more. Logs nothing.

@@ -14,6 +14,7 @@ namespace {
 using platform::InstallerHandle;
 using platform::InstallerHandleNumber;
 using platform::MSIHANDLE;
+using platform::UINT;
 
 constexpr const char16_t* kQuery = u"SELECT `Property`, `Value` FROM `MsiPatchMetadata`";
 
@@ -24,23 +25,32 @@ const char16_t* MakeReadOnlyPatchMode() {
     return reinterpret_cast<const char16_t*>(kPatchFile * sizeof(char16_t));
 }
 
-InstallerHandle OpenPackage(const std::u16string& path) {
+/// Where the reading of a package ended early.
+using Failure = std::optional<PackageFailure>;
+
+InstallerHandle OpenPackage(const std::u16string& path, Failure& failure) {
     MSIHANDLE handle = 0;
-    if (platform::MsiOpenDatabaseW(path.c_str(), MakeReadOnlyPatchMode(), &handle) != 0) {
+    if (const UINT error =
+            platform::MsiOpenDatabaseW(path.c_str(), MakeReadOnlyPatchMode(), &handle);
+        error != 0) {
+        failure = {PackageStep::Open, error};
         WriteRunLog(u"  [FAIL] Failed to open MSP file.\n");
         return {};
     }
     return InstallerHandle(InstallerHandleNumber(handle));
 }
 
-InstallerHandle QueryMetadata(const InstallerHandle& database) {
+InstallerHandle QueryMetadata(const InstallerHandle& database, Failure& failure) {
     MSIHANDLE handle = 0;
-    if (platform::MsiDatabaseOpenViewW(database.get().number, kQuery, &handle) != 0) {
+    if (const UINT error = platform::MsiDatabaseOpenViewW(database.get().number, kQuery, &handle);
+        error != 0) {
+        failure = {PackageStep::Query, error};
         WriteRunLog(u"  [FAIL] Failed to create view for Description.");
         return {};
     }
     InstallerHandle view{InstallerHandleNumber(handle)};
-    if (platform::MsiViewExecute(view.get().number, 0) != 0) {
+    if (const UINT error = platform::MsiViewExecute(view.get().number, 0); error != 0) {
+        failure = {PackageStep::Execute, error};
         WriteRunLog(u"  [FAIL] Failed to execute query.");
         return {};
     }
@@ -58,10 +68,10 @@ InstallerHandle FetchRow(const InstallerHandle& view) {
 /// call that cuts may leave no room. A read that fails for another reason than the text's length
 /// leaves an empty text.
 template <std::size_t Capacity>
-std::u16string ReadField(const InstallerHandle& record, platform::UINT field) {
+std::u16string ReadField(const InstallerHandle& record, UINT field) {
     std::array<char16_t, Capacity> buffer{};
     platform::DWORD size = Capacity;
-    const platform::UINT status =
+    const UINT status =
         platform::MsiRecordGetStringW(record.get().number, field, buffer.data(), &size);
     if (status != platform::ERROR_SUCCESS && status != platform::ERROR_MORE_DATA)
         return {};
@@ -70,11 +80,15 @@ std::u16string ReadField(const InstallerHandle& record, platform::UINT field) {
 
 }  // namespace
 
-std::u16string GetDescriptionFromMsp(const std::u16string& path) {
-    const InstallerHandle database = OpenPackage(path);
+std::u16string GetDescriptionFromMsp(const std::u16string& path,
+                                     std::optional<PackageFailure>* failure) {
+    Failure ignored;
+    Failure& ending = failure == nullptr ? ignored : *failure;
+    ending.reset();
+    const InstallerHandle database = OpenPackage(path, ending);
     if (!database)
         return {};
-    const InstallerHandle view = QueryMetadata(database);
+    const InstallerHandle view = QueryMetadata(database, ending);
     if (!view)
         return {};
     while (const InstallerHandle record = FetchRow(view)) {

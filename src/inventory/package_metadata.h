@@ -1,16 +1,32 @@
 #pragma once
 
+#include "platform/types.h"
+
+#include <optional>
 #include <string>
 
 namespace saltrove {
+
+/// The step at which the reading of a package failed.
+enum class PackageStep {
+    Open,     ///< the file as a patch package
+    Query,    ///< its table of metadata
+    Execute,  ///< the query
+};
+
+struct PackageFailure {
+    PackageStep step = PackageStep::Open;
+    platform::UINT error = 0;  ///< what the failing call gave
+};
 
 /// Reads the `Description` of one patch package out of its metadata.
 ///
 /// `path` is the package's full path, handed to Windows Installer as it is. Returns the text in the
 /// letter case in which the package holds it, cut at 255 characters; of several rows the first
-/// one's. Empty if the package cannot be opened or has no metadata, which is logged, and if it has
-/// no such property. Holds no handle when it returns, so that the caller may delete the file at
-/// once.
-[[nodiscard]] std::u16string GetDescriptionFromMsp(const std::u16string& path);
+/// one's. Empty if the package cannot be opened or has no metadata, which is logged and, unless
+/// `failure` is null, stored there; empty as well if it has no such property, which is no failure.
+/// Holds no handle when it returns, so that the caller may delete the file at once.
+[[nodiscard]] std::u16string
+GetDescriptionFromMsp(const std::u16string& path, std::optional<PackageFailure>* failure = nullptr);
 
 }  // namespace saltrove

@@ -47,15 +47,13 @@ std::u16string PatchStateName(std::int32_t state) {
 
 std::vector<PatchRecord> EnumerateProductPatches(const std::u16string& productCode) {
     std::vector<PatchRecord> patches;
-    platform::DWORD index = 0;
-    while (const auto patch =
-               EnumeratePatch(productCode.c_str(), platform::MSIPATCHSTATE_ALL, index)) {
-        if (std::optional<PatchRecord> record = ReadPatch(patch->patchCode, productCode))
-            patches.push_back(*std::move(record));
-        ++index;
-    }
-    WriteRunLog(u"Found " + FormatDecimal(static_cast<std::int64_t>(patches.size())) +
-                u" installed patches");
+    WalkPatches(productCode.c_str(), platform::MSIPATCHSTATE_ALL,
+                [&](const EnumeratedPatch& patch) {
+                    if (std::optional<PatchRecord> record = ReadPatch(patch.patchCode, productCode))
+                        patches.push_back(*std::move(record));
+                    return Walk::GoOn;
+                });
+    WriteRunLog(u"Found " + FormatDecimal(std::ssize(patches)) + u" installed patches");
     return patches;
 }
 

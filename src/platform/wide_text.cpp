@@ -18,6 +18,12 @@ std::u16string_view GetFileName(std::u16string_view path) {
     return backslash == std::u16string_view::npos ? path : path.substr(backslash + 1);
 }
 
+void AppendToList(std::u16string& list, std::u16string_view item) {
+    if (!list.empty())
+        list += u';';
+    list += item;
+}
+
 char16_t ToLowerAscii(char16_t character) {
     const bool isCapital = character >= u'A' && character <= u'Z';
     return isCapital ? static_cast<char16_t>(character + (u'a' - u'A')) : character;

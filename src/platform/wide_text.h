@@ -17,6 +17,9 @@ namespace platform {
 /// What stands behind the last backslash of a path; the whole path where it has none.
 [[nodiscard]] std::u16string_view GetFileName(std::u16string_view path);
 
+/// Adds an item to a list of items joined by ";", which is empty without any.
+void AppendToList(std::u16string& list, std::u16string_view item);
+
 /// A to Z as a to z, every other character unchanged: letter case in the classic locale.
 [[nodiscard]] char16_t ToLowerAscii(char16_t character);
 

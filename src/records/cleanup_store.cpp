@@ -76,11 +76,8 @@ std::u16string ReduceToFileNames(std::u16string_view paths) {
     while (!paths.empty()) {
         const std::u16string_view piece = paths.substr(0, paths.find(u';'));
         paths.remove_prefix(std::min(piece.size() + 1, paths.size()));
-        if (piece.empty())
-            continue;
-        if (!names.empty())
-            names += u';';
-        names += platform::GetFileName(piece);
+        if (!piece.empty())
+            platform::AppendToList(names, platform::GetFileName(piece));
     }
     return names;
 }

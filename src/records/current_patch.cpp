@@ -29,20 +29,20 @@ std::optional<std::u16string> ReadPackageNameOfVersion(const std::u16string& tar
 PatchType GetCurrentPatchType(const std::u16string& productVersion,
                               const std::u16string& productCode) {
     const std::u16string target = NormalizeVersion(productVersion);
-    platform::DWORD index = 0;
-    while (const auto patch =
-               EnumeratePatch(productCode.c_str(), platform::MSIPATCHSTATE_APPLIED, index++)) {
-        const std::optional<std::u16string> packageName =
-            ReadPackageNameOfVersion(target, patch->patchCode, productCode);
-        if (!packageName)
-            continue;
-        // An empty name counts as cumulative here; only the end of the list is unknown.
-        const PatchType type = IsIncrementalPackage(*packageName) ? kIncremental : kCumulative;
-        WriteRunLog(u"Current applied patch is " + std::u16string(type) + u": " + *packageName);
-        return type;
+    std::optional<std::u16string> packageName;
+    WalkPatches(productCode.c_str(), platform::MSIPATCHSTATE_APPLIED,
+                [&](const EnumeratedPatch& patch) {
+                    packageName = ReadPackageNameOfVersion(target, patch.patchCode, productCode);
+                    return packageName ? Walk::Stop : Walk::GoOn;
+                });
+    if (!packageName) {
+        WriteRunLog(u"Unable to determine patch type");
+        return kUnknownType;
     }
-    WriteRunLog(u"Unable to determine patch type");
-    return kUnknownType;
+    // An empty name counts as cumulative here.
+    const PatchType type = IsIncrementalPackage(*packageName) ? kIncremental : kCumulative;
+    WriteRunLog(u"Current applied patch is " + std::u16string(type) + u": " + *packageName);
+    return type;
 }
 
 void LogPatchMarker(const std::u16string& productCode) {

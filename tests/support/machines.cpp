@@ -3,10 +3,13 @@
 #include "image/reg_file.h"
 #include "platform/simulated/texts/unicode.h"
 #include "run/run_driver.h"
+#include "support/package_writer.h"
 
 #include <gtest/gtest.h>
 
 namespace test {
+
+const std::string kOwnPackage = WritePackage(MakePackage({{"Description", "Kelvane Ostrel"}}));
 
 using platform::simulated::MachineScope;
 
@@ -69,7 +72,7 @@ void AddPatch(Machine& machine, int number, const Patch& patch) {
     machine.registry.SetText(GetStateKey(number), u"DisplayName", patch.displayName);
     machine.registry.SetDword(GetStateKey(number), u"State", patch.state);
     machine.registry.SetText(GetSourceListKey(number), u"PackageName", patch.packageName);
-    machine.drive.AddFile(kCache + patch.file, "package");
+    machine.drive.AddFile(kCache + patch.file, kOwnPackage);
 }
 
 Machine MakeIncrementalMachine() {

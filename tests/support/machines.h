@@ -24,6 +24,9 @@ inline const std::u16string kLog = u"C:\\Windows\\Temp\\PatchCleanuplog.txt";
 /// 2026-11-18 07:37:42 UTC, at which the clock of every machine made here stands still.
 inline constexpr DWORD kNow = 1'794'987'462;
 
+/// The bytes of a patch package whose description names the product family.
+extern const std::string kOwnPackage;
+
 struct Patch {
     DWORD state = 2;
     std::u16string displayName;
@@ -40,7 +43,8 @@ std::u16string GetStateKey(int number);    ///< of State and DisplayName
 /// A machine that may be cleaned, with its run log on and no patches.
 Machine MakeMachine();
 
-/// Registers a patch of kProduct behind those that are there, and puts its package on the drive.
+/// Registers a patch of kProduct behind those that are there, and puts kOwnPackage on the drive as
+/// its package.
 void AddPatch(Machine& machine, int number, const Patch& patch);
 
 /// A machine on which a run removes 0.msp and 1.msp and keeps the others: 2.msp is the last

@@ -1,0 +1,80 @@
+#include "cleanup/linked_cleanup.h"
+
+#include "support/machines.h"
+
+#include <gtest/gtest.h>
+
+// The phase's logs and records are tested by whole runs on images.
+
+namespace saltrove {
+namespace {
+
+using namespace test;
+
+TEST(LinkedCleanup, TellsOfEachPatchItsRecordItsFateAndWhatCameOfIt) {
+    Machine machine = MakeIncrementalMachine();
+    AddPatch(machine, 6, {2, u"", u"Upd2400120615.msp", u"6.msp"});
+    AddPatch(machine, 7, {2, u"", u"Upd2400120616.msp", u"7.msp"});
+    AddPatch(machine, 8, {2, u"", u"Upd2400120617.msp", u"8.msp"});
+    machine.registry.SetText(GetPackageKey(6), u"LocalPackage", u"D:\\6.msp");
+    machine.drive.Remove(kCache + u"7.msp");
+    AddFault(machine, "DeleteFileW", kCache + u"1.msp", 32);
+    AddFault(machine, "DeleteFileW", kCache + u"8.msp", 2);
+    const struct {
+        Fate fate;
+        std::optional<RemovalOutcome> outcome = std::nullopt;
+    } expected[] = {
+        {Fate::Remove, RemovalOutcome::Deleted},
+        {Fate::Remove, RemovalOutcome::Marked},
+        {Fate::KeepBase},
+        {Fate::KeepBetween},
+        {Fate::KeepApplied},
+        {Fate::KeepLatest},
+        {Fate::LeaveOutsideCache},
+        {Fate::LeaveNotPresent},
+        {Fate::Remove, RemovalOutcome::DeleteFailed},
+    };
+    RunWithLog(machine, [&] {
+        const LinkedPhase phase = RunLinkedPhase(kProduct, u"24.3.20790", false);
+        EXPECT_EQ(phase.plan.skip, std::nullopt);
+        EXPECT_EQ(phase.plan.boundaries.lastCumulative, u"2400220687");
+        EXPECT_TRUE(phase.patchesCleaned);
+        ASSERT_EQ(phase.patches.size(), std::size(expected));
+        for (std::size_t i = 0; i < phase.patches.size(); ++i) {
+            SCOPED_TRACE(i);
+            EXPECT_EQ(phase.patches[i].patch.patchCode, GetPatchCode(static_cast<int>(i)));
+            EXPECT_EQ(phase.patches[i].fate, expected[i].fate);
+            EXPECT_EQ(phase.patches[i].outcome, expected[i].outcome);
+        }
+    });
+}
+
+TEST(LinkedCleanup, TellsWhyItGaveUpAndOfThePatchesAllTheSame) {
+    const struct {
+        SkipReason skip;
+        const char16_t* productVersion;
+        const char16_t* packageOfCurrent;
+    } cases[] = {
+        {SkipReason::UnknownType, u"24.3.20791", u"Upd2400320790.msp"},
+        {SkipReason::NoCurrentNumber, u"24.3.20790", u"Upd.msp"},
+        {SkipReason::NoBase, u"24.3.20790", u"Upd2400320790_incr.msp"},
+    };
+    for (const auto& row : cases) {
+        Machine machine = MakeMachine();
+        AddPatch(machine, 0, {1, u"Update (24.3.20790)", row.packageOfCurrent, u"0.msp"});
+        AddPatch(machine, 1, {2, u"Update (24.1.20604)", u"Upd2400120604_incr.msp", u"1.msp"});
+        RunWithLog(machine, [&] {
+            const LinkedPhase phase = RunLinkedPhase(kProduct, row.productVersion, false);
+            EXPECT_EQ(phase.plan.skip, row.skip);
+            ASSERT_EQ(phase.patches.size(), 2U);
+            EXPECT_EQ(phase.patches[1].patch.version, u"24.1.20604");
+            EXPECT_EQ(phase.patches[1].fate, Fate::KeepUndecided);
+            EXPECT_FALSE(phase.patchesCleaned);
+        });
+        EXPECT_EQ(ReadCacheText(machine), "0.msp 1.msp");
+    }
+    EXPECT_EQ(FindBoundaries({}, kCumulative, u"1.2").skip, SkipReason::NoCurrentPatch);
+}
+
+}  // namespace
+}  // namespace saltrove
