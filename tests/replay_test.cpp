@@ -7,9 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <set>
 #include <sstream>
 
 namespace replay {
@@ -118,9 +120,16 @@ TEST_P(Images, ReplayAsExpectedAndStayAsTheyAre) {
     EXPECT_EQ(RunReplayWith({out.string()}), status);
 }
 
+/// The image's name in the characters that a test's name may have.
 std::string MakeTestName(const testing::TestParamInfo<fs::path>& image) {
-    std::string name = image.param.filename().string();
-    std::replace(name.begin(), name.end(), '-', '_');
+    std::string name;
+    for (const char character : image.param.filename().string()) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (std::isalnum(byte) != 0)
+            name += character;
+        else
+            name += byte == '-' ? "_" : "_" + std::to_string(byte) + "_";
+    }
     return name;
 }
 
@@ -128,6 +137,19 @@ INSTANTIATE_TEST_SUITE_P(Samples, Images, testing::ValuesIn(FindImages(SALTROVE_
                          MakeTestName);
 INSTANTIATE_TEST_SUITE_P(Tests, Images, testing::ValuesIn(FindImages(SALTROVE_IMAGES)),
                          MakeTestName);
+
+TEST(ExpectedTexts, BelongToAnImageEach) {
+    std::set<std::string> images;
+    for (const char* folder : {SALTROVE_SAMPLES, SALTROVE_IMAGES}) {
+        for (const fs::path& image : FindImages(folder))
+            EXPECT_TRUE(images.insert(image.filename().string() + ".txt").second)
+                << image << " has the name of a sample";
+    }
+    std::set<std::string> texts;
+    for (const fs::directory_entry& entry : fs::directory_iterator(SALTROVE_EXPECTED))
+        texts.insert(entry.path().filename().string());
+    EXPECT_EQ(texts, images);
+}
 
 TEST_F(Replay, TheOutImageHoldsTheDriveAfterTheRun) {
     const fs::path sample = fs::path(SALTROVE_SAMPLES) / "incremental";
