@@ -17,19 +17,25 @@ std::intptr_t PresentFunction() {
     return 0;
 }
 
-}  // namespace
-
-HMODULE LoadLibraryW(const char16_t* fileName) {
-    Machine& machine = GetCurrentMachine();
-    if (machine.BeginCall("LoadLibraryW", fileName))
+/// Gives a handle of a module, and notes it among `modules`.
+HMODULE HandOutModule(Machine& machine, const char* call, const char16_t* name,
+                      std::map<std::uintptr_t, std::u16string>& modules) {
+    if (machine.BeginCall(call, name))
         return nullptr;
-    if (!simulated::IsKnownExport(fileName, "") || machine.IsMissing(fileName, "")) {
+    if (!simulated::IsKnownExport(name, "") || machine.IsMissing(name, "")) {
         machine.lastError = ERROR_MOD_NOT_FOUND;
         return nullptr;
     }
     const std::uintptr_t handle = machine.MakeHandle();
-    machine.open.modules[handle] = fileName;
+    modules[handle] = name;
     return simulated::ToHandle<HMODULE>(handle);
+}
+
+}  // namespace
+
+HMODULE LoadLibraryW(const char16_t* fileName) {
+    Machine& machine = GetCurrentMachine();
+    return HandOutModule(machine, "LoadLibraryW", fileName, machine.open.modules);
 }
 
 FARPROC GetProcAddress(HMODULE module, const char* functionName) {
@@ -55,15 +61,7 @@ FARPROC GetProcAddress(HMODULE module, const char* functionName) {
 
 HMODULE GetModuleHandleW(const char16_t* moduleName) {
     Machine& machine = GetCurrentMachine();
-    if (machine.BeginCall("GetModuleHandleW", moduleName))
-        return nullptr;
-    if (!simulated::IsKnownExport(moduleName, "") || machine.IsMissing(moduleName, "")) {
-        machine.lastError = ERROR_MOD_NOT_FOUND;
-        return nullptr;
-    }
-    const std::uintptr_t handle = machine.MakeHandle();
-    machine.residentModules[handle] = moduleName;
-    return simulated::ToHandle<HMODULE>(handle);
+    return HandOutModule(machine, "GetModuleHandleW", moduleName, machine.residentModules);
 }
 
 DWORD GetModuleFileNameW(HMODULE module, char16_t* path, DWORD size) {
