@@ -29,36 +29,32 @@ TEST(FeatureLock, AnEmptyNumberIsZeroAndForbids) {
     });
 }
 
-struct SampleCase {
-    const char* value;
-    bool passes;
-    std::string lines;  ///< behind the line that names the key
-};
-
 TEST(UserSampling, TakesTheBandOfIRandomOnZR) {
     const std::string key = "SOFTWARE\\Kelvane\\Kelvane Ostrel\\ZR\\WebResource";
-    const std::string eligible = "Eligible for cleanup based on iRandom sampling.\n";
     const auto numbers = [](const std::string& stored, const std::string& taken) {
         return "GetIRandomFromRegistry: iRandom = " + stored + "\niRandom: " + taken + "\n";
     };
-    const SampleCase cases[] = {
-        {"dword:00000d77", true, numbers("3447", "3447") + eligible},
-        {"dword:00000d76", false, numbers("3446", "3446")},
-        {"dword:000015ff", true, numbers("5631", "5631") + eligible},
-        {"dword:00001600", false, numbers("5632", "5632")},
-        {"dword:80000000", false, numbers("2147483648", "-2147483648")},
-        {"dword:ffffffff", false, "GetIRandomFromRegistry: iRandom = 4294967295\n"},
-        {"\"5\"", false, numbers("53", "53")},
-        {"hex:07", false, numbers("7", "7")},
-        {"\"47\"", false, "RegQueryValueExW failed for iRandom in: " + key + " (Error 234)\n"},
+    const std::string eligible = "Eligible for cleanup based on iRandom sampling.\n";
+    // A value, and the lines behind the one that names the key.
+    const std::pair<std::string, std::string> cases[] = {
+        {"dword:00000d77", numbers("3447", "3447") + eligible},
+        {"dword:00000d76", numbers("3446", "3446")},
+        {"dword:000015ff", numbers("5631", "5631") + eligible},
+        {"dword:00001600", numbers("5632", "5632")},
+        {"dword:80000000", numbers("2147483648", "-2147483648")},
+        {"dword:ffffffff", "GetIRandomFromRegistry: iRandom = 4294967295\n"},
+        {"\"5\"", numbers("53", "53")},
+        {"hex:07", numbers("7", "7")},
+        {"\"47\"", "RegQueryValueExW failed for iRandom in: " + key + " (Error 234)\n"},
     };
-    for (const SampleCase& row : cases) {
-        SCOPED_TRACE(row.value);
+    for (const auto& [value, lines] : cases) {
         Machine machine = MakeMachine();
-        SetValue(machine, kRoot + u"\\WebResource", "\"iRandom\"=" + std::string(row.value));
-        RunWithLog(machine, [&] { EXPECT_EQ(IsExpEnableForUser(kProduct), row.passes); });
+        SetValue(machine, kRoot + u"\\WebResource", "\"iRandom\"=" + value);
+        bool passes = false;
+        RunWithLog(machine, [&] { passes = IsExpEnableForUser(kProduct); });
+        EXPECT_EQ(passes, lines.ends_with(eligible)) << value;
         EXPECT_EQ(ReadLogText(machine),
-                  "GetIRandomFromRegistry: Reading iRandom from " + key + "\n" + row.lines);
+                  "GetIRandomFromRegistry: Reading iRandom from " + key + "\n" + lines);
         EXPECT_EQ(FindNumbers(machine, "RegOpenKeyExW"), (std::vector<std::uint64_t>{0, 0x20019}));
     }
 }

@@ -1,5 +1,6 @@
 #include "inventory/patch_versions.h"
 
+#include "inventory/lower_case.h"
 #include "support/machines.h"
 
 #include <gtest/gtest.h>
@@ -9,33 +10,6 @@
 
 namespace saltrove {
 namespace {
-
-struct TextCase {
-    const char* name;
-    const char16_t* text;
-    const char16_t* expected;
-};
-
-TEST(PatchVersions, DottedVersionIsTheFirstInParentheses) {
-    const TextCase cases[] = {
-        {"FirstOfTwo", u"Update (1.2) (3.4.5)", u"1.2"},
-        {"LoneNumber", u"Update (2024)", u""},
-        {"LaterWellFormed", u"Update (2024) (1.2.3 beta) (1.2.3)", u"1.2.3"},
-        {"BlankInside", u"Update ( 1.2.3 )", u""},
-        {"LeadingZeros", u"(024.008.1)", u"024.008.1"},
-        {"OtherDigits", u"(\u0661.\u0662)", u""},
-        {"Empty", u"", u""},
-    };
-    for (const TextCase& row : cases)
-        EXPECT_EQ(ExtractVersionFromDisplayName(row.text), row.expected) << row.name;
-}
-
-TEST(PatchVersions, NumberIsTheFirstTenDigitsInARow) {
-    EXPECT_EQ(ExtractVersionNumber(u"Upd24003207901_incr"), u"2400320790");
-    EXPECT_EQ(ExtractVersionNumber(u"123456789_1234567890"), u"1234567890");
-    EXPECT_EQ(ExtractVersionNumber(u"24003.20790"), u"");
-    EXPECT_EQ(ExtractVersionNumber(u""), u"");
-}
 
 /// What a search for the pattern captures.
 std::u16string Capture(const std::wregex& pattern, const std::u16string& text) {
@@ -50,24 +24,25 @@ std::u16string Capture(const std::wregex& pattern, const std::u16string& text) {
 TEST(PatchVersions, FindWhatTheRegularExpressionsFind) {
     const std::wregex versionPattern(LR"(\((\d+(?:\.\d+)+)\))");
     const std::wregex numberPattern(LR"((\d{10}))");
+    std::vector<std::u16string> texts = {u"",
+                                         u"Update (1.2) (3.4.5)",
+                                         u"Update (2024) (1.2.3 beta) ( 1.2.3 ) (024.008.1)",
+                                         u"(\u0661.\u0662)",
+                                         u"Upd24003207901_incr",
+                                         u"123456789_1234567890"};
     constexpr unsigned kSeed = 20261118;
     std::mt19937 random(kSeed);
-    int versions = 0;
-    int numbers = 0;
     for (int round = 0; round < 20'000; ++round) {
-        std::u16string text;
+        std::u16string& text = texts.emplace_back();
         const std::u16string_view alphabet = round % 2 == 0 ? u"()..12" : u"123456789012_";
         for (auto length = random() % 24; length > 0; --length)
             text += alphabet[random() % alphabet.size()];
-        const std::u16string version = ExtractVersionFromDisplayName(text);
-        const std::u16string number = ExtractVersionNumber(text);
-        ASSERT_EQ(version, Capture(versionPattern, text)) << "seed " << kSeed << ", " << round;
-        ASSERT_EQ(number, Capture(numberPattern, text)) << "seed " << kSeed << ", " << round;
-        versions += version.empty() ? 0 : 1;
-        numbers += number.empty() ? 0 : 1;
     }
-    EXPECT_GT(versions, 100);
-    EXPECT_GT(numbers, 100);
+    for (const std::u16string& text : texts) {
+        const std::string shown(text.begin(), text.end());
+        ASSERT_EQ(ExtractVersionFromDisplayName(text), Capture(versionPattern, text)) << shown;
+        ASSERT_EQ(ExtractVersionNumber(text), Capture(numberPattern, text)) << shown;
+    }
 }
 
 TEST(PatchVersions, NormalizedVersionEndsBeforeItsThirdDot) {
@@ -103,7 +78,6 @@ TEST(PatchVersions, NumbersAreOrderedByTheirEndsAlone) {
 TEST(PatchVersions, TypeIsToldByThePackageName) {
     EXPECT_EQ(PatchTypeOfPackage(u""), u"Unknown");
     EXPECT_EQ(PatchTypeOfPackage(u"Upd_incr"), u"Incremental");
-    EXPECT_EQ(PatchTypeOfPackage(u"_incremental2400320790.msp"), u"Incremental");
     EXPECT_EQ(PatchTypeOfPackage(u"Upd2400320790_INCR.msp"), u"Cumulative");
     EXPECT_EQ(PatchTypeOfPackage(u"x"), u"Cumulative");
 }

@@ -197,16 +197,6 @@ TEST_F(Replay, AFileThatItsOwnerMayNotWriteIsReadOnlyOnTheMachine) {
     EXPECT_NE(out_.find("next restart\n  C:\\Windows\\Installer\\10a3f8.msp\n"), std::string::npos);
 }
 
-TEST_F(Replay, ALogThatIsThereGrowsAndOnlyTheNewLinesAreShown) {
-    fs::copy(SALTROVE_SAMPLES "/too-recent", image_, fs::copy_options::recursive);
-    Write("C/Windows/Temp/PatchCleanuplog.txt", "old line\r\n");
-    EXPECT_EQ(RunReplayWith({image_.string(), "--out", (folder_ / "out").string()}), 0);
-    EXPECT_EQ(out_.find("old line"), std::string::npos);
-    EXPECT_TRUE(ReadFile(folder_ / "out/C/Windows/Temp/PatchCleanuplog.txt")
-                    .starts_with("old line\r\n[2026-11-18 07:37:42.123] ====="));
-    EXPECT_EQ(ReadFile(image_ / "C/Windows/Temp/PatchCleanuplog.txt"), "old line\r\n");
-}
-
 TEST_F(Replay, AnImageThatCannotBeReadIsNamedAndNothingIsWritten) {
     ExpectUnreadable({{"a.reg", "x", "a.reg:1: the first line is not"},
                       {"machine.ini", "[x]", "machine.ini:1: \"[x]\" is not a section\n"},

@@ -44,8 +44,8 @@ TEST(RunDriver, WritesItsRecordsInOrderAndHandsPathsOnUnchanged) {
                            u"\\OrphanPatchCount \\AffectedMachine \\ExitState ");
 }
 
-/// The call of a run that was made to fail, as its table below names it: the list of all products
-/// is the one that is asked for without a product.
+/// The call of a run that was made to fail, as the table below names it; "late" is one behind the
+/// first question for the list of all products, which is asked without a product.
 std::string DescribeCall(const std::vector<platform::simulated::CallRecord>& calls,
                          std::size_t place) {
     const auto isOfAllProducts = [](const auto& call) {

@@ -33,9 +33,9 @@ struct LinkedPhase {
 [[nodiscard]] LinkedPhase RunLinkedPhase(const std::u16string& productCode,
                                          const std::u16string& productVersion, bool simulate);
 
-/// The same for a run that only goes by its end: true if every patch was evaluated, whatever became
-/// of the single packages, and false if the phase gave up. `patchesCleaned` is set to whether a
-/// package was really deleted or marked.
+/// Runs the phase for a caller to whom its end is enough: true if every patch was evaluated,
+/// whatever became of the single packages, and false if the phase gave up. `patchesCleaned` is set
+/// to whether a package was really deleted or marked.
 [[nodiscard]] bool CleanupLinkedPatches(const std::u16string& productVersion,
                                         const std::u16string& productCode, bool& patchesCleaned,
                                         bool simulate);

@@ -1,6 +1,6 @@
 #include "cleanup/orphan_cleanup.h"
 
-#include "inventory/patch_versions.h"
+#include "inventory/lower_case.h"
 #include "log/run_log.h"
 #include "platform/files.h"
 #include "platform/installer.h"
@@ -46,7 +46,7 @@ bool IsFolder(platform::DWORD attributes) {
     return (attributes & platform::FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-/// Tells what the entry is and, unless it is an orphan, settles it.
+/// Tells what an entry is and why. An orphan is still to be removed.
 CacheEntry InspectEntry(const platform::WIN32_FIND_DATAW& found,
                         const LinkedPackages& linkedPackages) {
     CacheEntry entry;
@@ -54,10 +54,9 @@ CacheEntry InspectEntry(const platform::WIN32_FIND_DATAW& found,
     const std::u16string path = std::u16string(kInstallerCache) + entry.fileName;
     const std::u16string lowerCasePath = LowerCaseCopy(path);
     if (!MayBeOrphan(found.dwFileAttributes, lowerCasePath, linkedPackages)) {
-        if (!IsFolder(found.dwFileAttributes)) {
-            entry.kind = EntryKind::Linked;
-            entry.link = linkedPackages.at(lowerCasePath);
-        }
+        entry.kind = IsFolder(found.dwFileAttributes) ? EntryKind::Folder : EntryKind::Linked;
+        if (const auto link = linkedPackages.find(lowerCasePath); link != linkedPackages.end())
+            entry.link = link->second;
         return entry;
     }
     entry.description = GetDescriptionFromMsp(path, &entry.failure);
@@ -100,6 +99,7 @@ bool MayBeOrphan(platform::DWORD attributes, const std::u16string& path,
 }
 
 bool NamesProductFamily(std::u16string_view description) {
+    // The second is not how the registry calls that family.
     return description.find(u"kelvane ostrel") != std::u16string_view::npos ||
            description.find(u"kelvane lumeth") != std::u16string_view::npos;
 }

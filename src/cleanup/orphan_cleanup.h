@@ -34,7 +34,7 @@ enum class EntryKind {
 struct CacheEntry {
     std::u16string fileName;
     EntryKind kind = EntryKind::Folder;
-    std::optional<EnumeratedPatch> link;    ///< of a linked package: the patch that it belongs to
+    std::optional<EnumeratedPatch> link;    ///< the patch that has its package at this path
     std::optional<PackageFailure> failure;  ///< of what is no package
     std::u16string description;             ///< of a package that was read; may be empty
     std::optional<RemovalOutcome> outcome;  ///< of an orphan
@@ -47,7 +47,8 @@ struct OrphanPhase {
 };
 
 /// Whether an entry may be an orphan, by its attribute word and its full path in lower case: it is
-/// no folder, and nothing links to it. Only then is it opened.
+/// no folder, and nothing links to it. Only then is it opened. A further reason to leave an entry
+/// alone needs an EntryKind of its own.
 [[nodiscard]] bool MayBeOrphan(platform::DWORD attributes, const std::u16string& path,
                                const LinkedPackages& linkedPackages);
 
@@ -58,9 +59,10 @@ struct OrphanPhase {
 /// nothing is touched. Everything is logged; nothing that fails here ends the phase.
 [[nodiscard]] OrphanPhase RunOrphanPhase(bool simulate);
 
-/// The same for a run that only goes by its end. `orphanCount` and `orphanList` (file names joined
-/// by ";", in the order of the folder) are set to all orphans found, whatever became of them.
-/// `patchesCleaned` is set if a package was really deleted or marked, and otherwise left as it was.
+/// Runs the phase for a caller to whom its end is enough. `orphanCount` and `orphanList` (file
+/// names joined by ";", in the order of the folder) are set to all orphans found, whatever became
+/// of them. `patchesCleaned` is set if a package was really deleted or marked, and otherwise left
+/// as it was.
 void CleanupOrphanPatches(std::int32_t& orphanCount, std::u16string& orphanList,
                           bool& patchesCleaned, bool simulate);
 

@@ -1,6 +1,6 @@
 #include "cleanup/package_removal.h"
 
-#include "inventory/patch_versions.h"
+#include "inventory/lower_case.h"
 #include "log/run_log.h"
 #include "platform/files.h"
 #include "platform/wide_text.h"

@@ -18,8 +18,7 @@ using platform::UINT;
 
 constexpr const char16_t* kQuery = u"SELECT `Property`, `Value` FROM `MsiPatchMetadata`";
 
-/// The flags "read only" and "a patch package". They are constants of a pointer type, whose sum the
-/// wide form of the call takes as pointer arithmetic, so that 0 and 16 make 32.
+/// The flags "read only" and "a patch package", see MsiOpenDatabaseW.
 const char16_t* MakeReadOnlyPatchMode() {
     constexpr std::uintptr_t kPatchFile = 16;
     return reinterpret_cast<const char16_t*>(kPatchFile * sizeof(char16_t));

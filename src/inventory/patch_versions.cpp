@@ -1,25 +1,12 @@
 #include "inventory/patch_versions.h"
 
-#include "platform/c_runtime.h"
-#include "platform/wide_text.h"
-
 #include <algorithm>
-#include <memory>
-#include <type_traits>
 
 namespace saltrove {
 
 namespace {
 
 constexpr std::size_t kNumberLength = 10;
-
-struct LocaleCloser {
-    void operator()(platform::_locale_t locale) const {
-        platform::_free_locale(locale);
-    }
-};
-
-using Locale = std::unique_ptr<std::remove_pointer_t<platform::_locale_t>, LocaleCloser>;
 
 bool IsDigit(char16_t character) {
     return character >= u'0' && character <= u'9';
@@ -97,16 +84,6 @@ PatchType PatchTypeOfPackage(std::u16string_view packageName) {
     if (packageName.empty())
         return kUnknownType;
     return IsIncrementalPackage(packageName) ? kIncremental : kCumulative;
-}
-
-std::u16string LowerCaseCopy(std::u16string_view text) {
-    const Locale native(platform::_create_locale(platform::CTYPE_CATEGORY, ""));
-    std::u16string copy(text);
-    std::transform(copy.begin(), copy.end(), copy.begin(), [&](char16_t character) {
-        return native ? platform::_towlower_l(character, native.get())
-                      : platform::ToLowerAscii(character);
-    });
-    return copy;
 }
 
 }  // namespace saltrove

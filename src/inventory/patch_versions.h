@@ -37,8 +37,4 @@ inline constexpr PatchType kUnknownType = u"Unknown";
 /// The type that a package name stands for; kUnknownType for an empty name and for no other.
 [[nodiscard]] PatchType PatchTypeOfPackage(std::u16string_view packageName);
 
-/// A copy in which each 16-bit character is lower-cased by the native locale of the user's
-/// environment, or by the classic locale where that cannot be set up.
-[[nodiscard]] std::u16string LowerCaseCopy(std::u16string_view text);
-
 }  // namespace saltrove

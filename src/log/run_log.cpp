@@ -44,7 +44,8 @@ void OpenLogFile() {
     const platform::DWORD attributes = platform::GetFileAttributesW(folder.c_str());
     const bool isFolder = attributes != platform::INVALID_FILE_ATTRIBUTES &&
                           (attributes & platform::FILE_ATTRIBUTE_DIRECTORY) != 0;
-    // The empty path cannot be opened.
+    // The empty path cannot be opened. It is tried all the same, and is all that a machine sees of
+    // a log without a file.
     const std::u16string path(isFolder ? kRunLogPath : u"");
     runLog.file.reset(platform::_wfsopen(path.c_str(), u"at", platform::_SH_DENYNO));
     runLog.state = runLog.file ? LogState::Open : LogState::WithoutFile;

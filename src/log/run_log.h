@@ -6,8 +6,8 @@
 ///
 /// The log is off until it is turned on, and no failure of it is reported or changes a run. The
 /// file is made at the first line. It holds one byte a character, U+0001 to U+00FF as the byte of
-/// the same value: a character above that ends the log's output at that place, for this run and for
-/// it alone.
+/// the same value. A character above that ends the log's output at that place, for the rest of the
+/// run.
 namespace saltrove {
 
 inline constexpr std::u16string_view kRunLogPath = u"C:\\Windows\\Temp\\PatchCleanuplog.txt";
@@ -15,9 +15,10 @@ inline constexpr std::u16string_view kRunLogPath = u"C:\\Windows\\Temp\\PatchCle
 /// Turns the log on or off. To be called once in a run, before its first line: touches no file.
 void TurnRunLog(bool isOn);
 
-/// Writes one line: the local time in brackets, a blank, `text` as it is, a line end. The line is
-/// with the operating system when the call returns. `text` may be empty, of any length, and may
-/// hold line feeds of its own, which become line ends. Does nothing while the log is off.
+/// Writes one line: the local time in brackets, a blank, `text` as it is, a line end. Unless it had
+/// to be cut, the line is with the operating system when the call returns. `text` may be empty, of
+/// any length, and may hold line feeds of its own, which become line ends. Does nothing while the
+/// log is off.
 void WriteRunLog(std::u16string_view text);
 
 /// Closes the file, which writes out the cut line of a log that ended early, and turns the log off:

@@ -34,8 +34,9 @@ inline constexpr DWORD MSIPATCHSTATE_ALL = 15;
                                       const char16_t* property, char16_t* value, DWORD* size);
 
 /// Opens the database in a package. Of `persist` only the numeric value of the pointer is looked
-/// at. To be closed with MsiCloseHandle. A file that cannot be opened, or is no such package, is
-/// ERROR_OPEN_FAILED.
+/// at: MSIDBOPEN_READONLY, 0, and MSIDBOPEN_PATCHFILE, 16, added as pointers to characters of two
+/// bytes, make 32. To be closed with MsiCloseHandle. A file that cannot be opened, or is no such
+/// package, is ERROR_OPEN_FAILED.
 [[nodiscard]] UINT MsiOpenDatabaseW(const char16_t* path, const char16_t* persist,
                                     MSIHANDLE* database);
 

@@ -8,7 +8,8 @@
 ///
 /// The code is a braced product code of Windows Installer as the command line gave it, unchecked;
 /// any text of any length is allowed. Letter case counts everywhere. The root is derived from
-/// fragments of the code and the track from one of its characters, and the two can disagree.
+/// fragments of the code, the track from one of its characters and the family from a fragment of
+/// its own, so that each can disagree with the others.
 namespace saltrove {
 
 enum class ProductTrack { Trunk, Beta, ZR, ESR };

@@ -26,8 +26,8 @@ enum class ExitState : std::int32_t {
 void LogCurrentPatchInfo(const std::u16string& productCode, const std::u16string& productVersion);
 
 /// Stores the record of linked cleanup: `AffectedMachine`, `PatchMarkForDeletionList` (the file
-/// names of `removedPaths`, full paths joined by ";", possibly empty) and `CleanupTime`, the moment
-/// of this call, which starts the next interval. Logs nothing.
+/// names of `removedPaths`, full paths joined by ";", possibly empty; a ";" in one parts it) and
+/// `CleanupTime`, the moment of this call, which starts the next interval. Logs nothing.
 void LogCleanupRecord(const std::u16string& productCode, bool patchesCleaned,
                       std::u16string_view removedPaths);
 

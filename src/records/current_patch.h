@@ -9,7 +9,11 @@ namespace saltrove {
 
 /// The type of the applied patch whose display name holds the product version, cut to three parts
 /// (the display name's version is not cut). The first one with a readable `PackageName` decides,
-/// and kUnknownType means that there is none. Logs the answer and warnings on the way.
+/// which if it is empty stands for a cumulative patch, and kUnknownType means that there is none.
+/// Logs the answer and warnings on the way.
+///
+/// FindCurrentPatch answers another question: it cuts both versions, and takes the first patch
+/// whether or not it has a name.
 [[nodiscard]] PatchType GetCurrentPatchType(const std::u16string& productVersion,
                                             const std::u16string& productCode);
 

@@ -157,6 +157,7 @@ ProcessReport RunProcess(Machine& machine, const std::vector<std::u16string>& ar
     const Drive driveBefore = machine.drive;
     const std::size_t oldLogSize = ReadLog(driveBefore).size();
     const unsigned oldOpenings = machine.CountCalls("_wfsopen");
+    const std::size_t oldBadHandles = machine.badHandles;
     const std::size_t oldProcesses = machine.startedProcesses.size();
 
     ProcessReport report;
@@ -164,8 +165,9 @@ ProcessReport RunProcess(Machine& machine, const std::vector<std::u16string>& ar
         const MachineScope scope(machine);
         report.exitCode = saltrove::RunProgram(arguments);
     }
-    report.leftOpen = machine.open.Count() + machine.badHandles;
+    report.leftOpen = machine.open.Count();
     machine.open = {};  // what a process leaves open ends with it
+    report.badHandles = machine.badHandles - oldBadHandles;
     const std::string log = ReadLog(machine.drive);
     report.logBytes = log.substr(std::min(oldLogSize, log.size()));
     if (!report.logBytes.empty())

@@ -144,6 +144,8 @@ void ReportProcess(const ProcessReport& report, ReportWriter& writer) {
     writer.WriteLine(1, std::to_string(report.exitCode));
     if (report.leftOpen > 0)
         writer.WriteLine(1, "left open: " + std::to_string(report.leftOpen));
+    if (report.badHandles > 0)
+        writer.WriteLine(1, "bad handles: " + std::to_string(report.badHandles));
 }
 
 }  // namespace

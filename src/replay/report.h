@@ -23,7 +23,8 @@ struct ProcessReport {
     Changes changes;
     std::vector<platform::simulated::StartedProcess> startedProcesses;
     int exitCode = 0;
-    std::size_t leftOpen = 0;  ///< handles, keys and blocks of memory that it did not let go
+    std::size_t leftOpen = 0;    ///< handles, keys and blocks of memory that it did not let go
+    std::size_t badHandles = 0;  ///< calls with a handle that was not open
 };
 
 /// A process that was started, and what it did.

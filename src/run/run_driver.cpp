@@ -119,6 +119,7 @@ ExitState RunPhases(const RunOptions& options) {
                                                    patchesCleaned, options.simulate);
     LogTime(u"Phase 2 execution time: ", linkedStart, platform::ReadSteadyClock());
     if (!isLinkedDone) {
+        // One text for every reason to give up; the phase has logged the real one.
         WriteRunLog(u"");
         WriteRunLog(u"[SKIP CLEANUP] Only incremental patches present, no cumulative base found.");
         WriteRunLog(u"Exit State: 6 (Only incremental patches)");
@@ -131,6 +132,7 @@ ExitState RunPhases(const RunOptions& options) {
     CleanupOrphanPatches(orphanCount, orphanList, patchesCleaned, options.simulate);
     LogTime(u"Phase 3 execution time: ", orphanStart, platform::ReadSteadyClock());
     LogOrphanPatches(options.productCode, orphanCount, orphanList);
+    // The second phase has recorded what it did alone; a package of the third counts as well.
     if (patchesCleaned && !options.simulate) {
         WriteRunLog(u"Updating AffectedMachine registry (patches were cleaned)");
         LogAffectedMachine(options.productCode, patchesCleaned);

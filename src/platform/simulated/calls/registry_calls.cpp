@@ -169,8 +169,6 @@ LSTATUS RegCloseKey(HKEY key) {
     const std::optional<OpenKey> opened = LookUpKey(machine, key);
     if (!opened)
         return ToStatus(ERROR_INVALID_HANDLE);
-    // A close that is made to fail closes all the same: what a test wants to see is the caller's
-    // way with the result, not a leak that the caller cannot help.
     machine.open.keys.erase(simulated::ToNumber(key));
     return ToStatus(machine.BeginCall("RegCloseKey", opened->path).value_or(ERROR_SUCCESS));
 }

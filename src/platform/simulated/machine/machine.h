@@ -100,13 +100,16 @@ struct Machine {
     std::uint64_t soundRenames = 0;  ///< see RegisterDeletion
     InstallerTree installer;         ///< worked out from the registry, at need
 
-    /// Every simulated call begins with this, but for GetLastError, _towlower_l and calls with a
-    /// handle that is not open: it counts, records, and gives the code of the fault that the call
-    /// meets, if any. It also spoils the last error, which means nothing behind another call.
+    /// Every simulated call begins with this, but for GetLastError, _towlower_l and most calls with
+    /// a handle that is not open: it counts, records, and gives the code of the fault that the call
+    /// meets, if any. It also spoils the last error, which means nothing behind another call. A
+    /// call that closes something closes it even if it is made to fail: the caller could not help a
+    /// leak.
     std::optional<DWORD> BeginCall(std::string_view call, std::u16string_view subject = {},
                                    std::initializer_list<std::uint64_t> numbers = {});
 
-    /// The same for a call about a file: a fault meets it in whichever form the path is written.
+    /// The same for a call of files.h, or of the C runtime, about one file: a fault meets it in
+    /// whichever form the path is written.
     std::optional<DWORD> BeginFileCall(std::string_view call, std::u16string_view path,
                                        std::initializer_list<std::uint64_t> numbers = {});
 

@@ -24,7 +24,7 @@ struct OpenStream {
     std::string held;
 };
 
-/// A search through a directory: the entries that are left to deliver, and their number so far.
+/// A search through a directory: all its entries, and which one is the next.
 struct OpenSearch {
     std::vector<std::u16string> paths;
     std::size_t next = 0;

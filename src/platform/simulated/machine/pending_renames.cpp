@@ -55,7 +55,7 @@ void RegisterDeletion(Registry& registry, std::u16string_view path,
         std::u16string list;
         for (const PendingRename& pair : ReadPairs(registry))
             list.append(pair.path).append(1, u'\0').append(pair.newPath).append(1, u'\0');
-        // The terminator that DataOfText adds ends the list.
+        // The terminator that MakeTextData adds ends the list.
         registry.SetValue(kKeyPath, kValueName, REG_MULTI_SZ, MakeTextData(list));
     }
     std::u16string pair(kPrefix);

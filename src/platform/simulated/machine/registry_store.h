@@ -23,7 +23,7 @@ using RegistryValues = std::map<std::u16string, RegistryValue>;
 /// The registry of a simulated machine.
 ///
 /// It has two hives, HKEY_LOCAL_MACHINE and HKEY_USERS; what Windows shows as others are keys in
-/// these. Paths begin with a hive and are canonical, see CanonicalKeyPath.
+/// these. Paths begin with a hive and are canonical, see MakeCanonicalKeyPath.
 class Registry {
   public:
     using Keys = CaselessTree<RegistryValues>;
