@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <tuple>
 #include <utility>
 
 // The phase's logs and records are tested by whole runs on images.
@@ -48,26 +47,15 @@ TEST(LinkedCleanup, TellsOfEachPatchItsRecordItsFateAndWhatCameOfIt) {
     });
 }
 
-TEST(LinkedCleanup, TellsWhyItGaveUpAndOfThePatchesAllTheSame) {
-    const std::tuple<SkipReason, const char16_t*, const char16_t*> cases[] = {
-        {SkipReason::UnknownType, u"24.3.20791", u"Upd2400320790.msp"},
-        {SkipReason::NoCurrentNumber, u"24.3.20790", u"Upd.msp"},
-        {SkipReason::NoBase, u"24.3.20790", u"Upd2400320790_incr.msp"},
-    };
-    for (const auto& [skip, productVersion, packageName] : cases) {
-        Machine machine = MakeMachine();
-        AddPatch(machine, 0, {1, u"Update (24.3.20790)", packageName, u"0.msp"});
-        AddPatch(machine, 1, {2, u"Update (24.1.20604)", u"Upd2400120604_incr.msp", u"1.msp"});
-        RunWithLog(machine, [&, version = std::u16string(productVersion), skip = skip] {
-            const LinkedPhase phase = RunLinkedPhase(kProduct, version, false);
-            EXPECT_EQ(phase.plan.skip, skip);
-            ASSERT_EQ(phase.patches.size(), 2U);
-            EXPECT_EQ(phase.patches[1].patch.version, u"24.1.20604");
-            EXPECT_EQ(phase.patches[1].fate, Fate::KeepUndecided);
-        });
-        EXPECT_EQ(ReadCacheText(machine), "0.msp 1.msp");
-    }
-    EXPECT_EQ(FindBoundaries({}, kCumulative, u"1.2").skip, SkipReason::NoCurrentPatch);
+TEST(LinkedCleanup, GivenUpItTellsOfThePatchesAllTheSame) {
+    Machine machine = MakeIncrementalMachine();
+    RunWithLog(machine, [&] {
+        const LinkedPhase phase = RunLinkedPhase(kProduct, u"24.3.20791", false);
+        EXPECT_EQ(phase.plan.skip, SkipReason::UnknownType);
+        ASSERT_EQ(phase.patches.size(), 6U);
+        EXPECT_EQ(phase.patches[5].patch.version, u"24.4.20842");
+        EXPECT_EQ(phase.patches[5].fate, Fate::KeepUndecided);
+    });
 }
 
 }  // namespace

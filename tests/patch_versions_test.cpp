@@ -75,13 +75,6 @@ TEST(PatchVersions, NumbersAreOrderedByTheirEndsAlone) {
     }
 }
 
-TEST(PatchVersions, TypeIsToldByThePackageName) {
-    EXPECT_EQ(PatchTypeOfPackage(u""), u"Unknown");
-    EXPECT_EQ(PatchTypeOfPackage(u"Upd_incr"), u"Incremental");
-    EXPECT_EQ(PatchTypeOfPackage(u"Upd2400320790_INCR.msp"), u"Cumulative");
-    EXPECT_EQ(PatchTypeOfPackage(u"x"), u"Cumulative");
-}
-
 TEST(PatchVersions, LowerCaseIsTheNativeLocalesOrElseTheClassic) {
     test::Machine machine;
     const platform::simulated::MachineScope scope(machine);

@@ -62,8 +62,6 @@ TEST(Preservation, FateOfAPatch) {
 
 TEST(Preservation, FateWithOtherBoundaries) {
     const PatchRecord old = Make(2, u"", u"2400120604");
-    EXPECT_EQ(DecideFate(old, {kCumulative, u"2400320790", u"", u"2400420842"}), Fate::Remove)
-        << "no last cumulative patch protects nothing";
     EXPECT_EQ(DecideFate(old, {kCumulative, u"2400320790", u"2400120604", u"2400120604"}),
               Fate::KeepLatest)
         << "the latest goes before the last cumulative";
@@ -110,6 +108,16 @@ TEST(Preservation, BoundariesAreTheHighestNumbersAndTheFirstOfEquals) {
     EXPECT_EQ(FindLatestOverall(patches), u"2400420842");
     EXPECT_EQ(FindLastCumulative({}, u"1"), u"");
     EXPECT_EQ(FindLatestOverall({}), u"");
+}
+
+TEST(Preservation, WithoutABoundaryThereIsAReason) {
+    const std::vector<PatchRecord> patches = {Make(1, u"24.3.1", u"2400320790"),
+                                              Make(1, u"24.2.1", u"Upd.msp")};
+    EXPECT_EQ(FindBoundaries(patches, kUnknownType, u"24.3.1").skip, SkipReason::UnknownType);
+    EXPECT_EQ(FindBoundaries(patches, kCumulative, u"24.4.1").skip, SkipReason::NoCurrentPatch);
+    EXPECT_EQ(FindBoundaries(patches, kCumulative, u"24.2.1").skip, SkipReason::NoCurrentNumber);
+    EXPECT_EQ(FindBoundaries(patches, kIncremental, u"24.3.1.5").skip, SkipReason::NoBase);
+    EXPECT_EQ(FindBoundaries(patches, kCumulative, u"24.3.1.5").skip, std::nullopt);
 }
 
 }  // namespace

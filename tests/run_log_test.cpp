@@ -48,21 +48,16 @@ TEST(RunLog, ALineThatIsCutReachesTheFileWhenItIsClosed) {
     EXPECT_EQ(ReadLogBytes(machine), kStamp + "one\r\n" + kStamp + "two \xE9");
 }
 
-TEST(RunLog, AFolderThatCannotBeAskedAboutGetsNoFile) {
-    Machine machine = MakeMachine();
-    AddFault(machine, "GetFileAttributesW", u"C:\\Windows\\Temp", 5);
-    RunWithLog(machine, [] { WriteRunLog(u"one"); });
-    EXPECT_EQ(ReadLogBytes(machine), "(no log)");
-}
-
-TEST(RunLog, AFileThatCannotBeOpenedIsNotTriedAgain) {
-    Machine machine = MakeMachine();
-    AddFault(machine, "_wfsopen", kLog, 13);
-    RunWithLog(machine, [] {
-        WriteRunLog(u"one");
-        WriteRunLog(u"two");
-    });
-    EXPECT_EQ(machine.CountCalls("_wfsopen"), 1U);
+TEST(RunLog, AFolderThatCannotBeAskedAboutOrAFileThatCannotBeOpenedIsNotTriedAgain) {
+    for (const char* call : {"GetFileAttributesW", "_wfsopen"}) {
+        Machine machine = MakeMachine();
+        AddFault(machine, call, u"", 5, 1, 1);
+        RunWithLog(machine, [] {
+            WriteRunLog(u"one");
+            WriteRunLog(u"two");
+        });
+        EXPECT_EQ(ReadLogBytes(machine), "(no log)") << call;
+    }
 }
 
 }  // namespace
