@@ -38,6 +38,7 @@ TEST(LinkedCleanup, TellsOfEachPatchItsRecordItsFateAndWhatCameOfIt) {
         EXPECT_EQ(phase.plan.skip, std::nullopt);
         EXPECT_EQ(phase.plan.boundaries.lastCumulative, u"2400220687");
         EXPECT_TRUE(phase.patchesCleaned);
+        EXPECT_FALSE(RunLinkedPhase(kProduct, u"24.3.20790", true).patchesCleaned);
         ASSERT_EQ(phase.patches.size(), std::size(expected));
         for (std::size_t i = 0; i < phase.patches.size(); ++i) {
             const PatchDecision& decision = phase.patches[i];

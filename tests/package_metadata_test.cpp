@@ -19,6 +19,7 @@ const Package kPackage = MakePackage({{"Description", "text"}});
 
 struct Result {
     std::u16string description;
+    std::optional<PackageFailure> failure = PackageFailure{};
     std::string log;
 };
 
@@ -28,7 +29,8 @@ Result Read(const std::string& bytes, const char* failingCall = "none") {
     machine.drive.AddFile(kPath, bytes);
     AddFault(machine, failingCall, u"", 1610);
     Result result;
-    RunWithLog(machine, [&] { result.description = GetDescriptionFromMsp(kPath); });
+    RunWithLog(machine,
+               [&] { result.description = GetDescriptionFromMsp(kPath, &result.failure); });
     result.log = ReadLogText(machine);
     return result;
 }
@@ -92,6 +94,7 @@ TEST(PackageMetadata, SaysWhatFailsAndLeavesNothingOpen) {
         const Result result = Read(whole, row.call);
         EXPECT_EQ(result.description, row.description) << row.call;
         EXPECT_EQ(result.log, row.log) << row.call;
+        EXPECT_EQ(result.failure.has_value(), row.log != kNoLog) << row.call;
     }
     Machine machine = MakeMachine();
     machine.drive.AddFile(kPath, whole);
