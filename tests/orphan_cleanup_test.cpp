@@ -33,6 +33,7 @@ Machine MakeMixedMachine() {
     machine.drive.AddDirectory(kCache + u"b.msp");
     AddPatch(machine, 3, {2, u"", u"", u"c.msp"});
     machine.registry.SetText(GetPackageKey(3), u"LocalPackage", u"C:\\WINDOWS\\Installer\\C.MSP");
+    AddPatch(machine, 4, {1, u"", u"", u"c.msp"});
     machine.drive.AddFile(kCache + u"d.msp", WritePackage(foreign));
     foreign.hasTable = false;
     machine.drive.AddFile(kCache + u"e.msp", WritePackage(foreign));
@@ -50,6 +51,7 @@ TEST(OrphanCleanup, TellsOfEachEntryWhatItIsAndWhy) {
         {u"e.msp", EntryKind::NoPackage}, {u"f.msp", EntryKind::Orphan},
         {u"g.msp", EntryKind::Orphan}};
     RunWithLog(machine, [&] {
+        EXPECT_FALSE(RunOrphanPhase(true).patchesCleaned) << "a simulation";
         const std::vector<CacheEntry> entries = RunOrphanPhase(false).entries;
         ASSERT_EQ(entries.size(), std::size(expected));
         for (std::size_t i = 0; i < entries.size(); ++i) {
@@ -60,7 +62,8 @@ TEST(OrphanCleanup, TellsOfEachEntryWhatItIsAndWhy) {
         EXPECT_EQ(entries[0].failure->step, PackageStep::Open);
         EXPECT_EQ(entries[0].failure->error, 110U);
         EXPECT_EQ(entries[2].link->patchCode + entries[2].link->targetProductCode,
-                  GetPatchCode(3) + kProduct);
+                  GetPatchCode(3) + kProduct)
+            << "the first of two";
         EXPECT_EQ(entries[3].description, u"Another");
         EXPECT_EQ(entries[4].failure->step, PackageStep::Query);
         EXPECT_EQ(entries[4].failure->error, 1615U);

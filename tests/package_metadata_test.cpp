@@ -81,11 +81,12 @@ TEST(PackageMetadata, SaysWhatFailsAndLeavesNothingOpen) {
         const char* call;
         std::u16string description;
         std::string log;
+        std::optional<PackageStep> step = std::nullopt;
     } cases[] = {
         {"none", u"text", kNoLog},
-        {"MsiOpenDatabaseW", u"", kNoOpen},
-        {"MsiDatabaseOpenViewW", u"", kNoView},
-        {"MsiViewExecute", u"", "  [FAIL] Failed to execute query.\n"},
+        {"MsiOpenDatabaseW", u"", kNoOpen, PackageStep::Open},
+        {"MsiDatabaseOpenViewW", u"", kNoView, PackageStep::Query},
+        {"MsiViewExecute", u"", "  [FAIL] Failed to execute query.\n", PackageStep::Execute},
         {"MsiViewFetch", u"", kNoLog},
         {"MsiRecordGetStringW", u"", kNoLog},
         {"MsiCloseHandle", u"text", kNoLog},
@@ -94,7 +95,7 @@ TEST(PackageMetadata, SaysWhatFailsAndLeavesNothingOpen) {
         const Result result = Read(whole, row.call);
         EXPECT_EQ(result.description, row.description) << row.call;
         EXPECT_EQ(result.log, row.log) << row.call;
-        EXPECT_EQ(result.failure.has_value(), row.log != kNoLog) << row.call;
+        EXPECT_EQ(result.failure ? std::optional(result.failure->step) : std::nullopt, row.step);
     }
     Machine machine = MakeMachine();
     machine.drive.AddFile(kPath, whole);

@@ -82,7 +82,13 @@ const std::map<std::string, std::string> kLosses = {
 };
 
 TEST(RunDriver, WhicheverCallFailsNothingLeaksAndNeededPackagesGoInKnownCasesOnly) {
-    const Machine intact = MakeIncrementalMachine();
+    // An orphan, a package in use and a signed-in user's shell bring every road of a run with them.
+    Machine intact = MakeIncrementalMachine();
+    intact.drive.AddFile(kCache + u"6.msp", kOwnPackage);
+    AddFault(intact, "DeleteFileW", kCache + u"1.msp", 32);
+    intact.sessions = {{1, true}};
+    intact.processes = {{4, 1, u"S-1-5-9", u"C:\\other.exe"},
+                        {8, 1, u"S-1-5-9", u"C:\\Windows\\explorer.exe"}};
     for (const bool forGood : {false, true}) {
         std::map<std::string, std::string> losses;
         std::size_t failing = 1;
@@ -94,11 +100,13 @@ TEST(RunDriver, WhicheverCallFailsNothingLeaksAndNeededPackagesGoInKnownCasesOnl
             ASSERT_EQ(RunTool(machine, {kProduct, kVersion}), 0);
             wasMet = failing <= machine.calls.size();
             const std::string left = ReadCacheTextAfterRestart(machine);
-            if (!left.ends_with("2.msp 3.msp 4.msp 5.msp"))
+            const bool isLoss = left.find("2.msp 3.msp 4.msp 5.msp") == std::string::npos;
+            ASSERT_TRUE(wasMet || !isLoss) << "no call failed";
+            if (isLoss)
                 losses[DescribeCall(machine.calls, failing - 1)] = left;
         }
         EXPECT_EQ(losses, forGood ? decltype(losses)() : kLosses);
-        EXPECT_GT(failing, 200U) << "the loop has to go through a whole run";
+        EXPECT_GT(failing, 450U) << "the loop has to go through a whole run";
     }
 }
 

@@ -32,8 +32,8 @@ TEST(RunLog, AFailedWriteOrFlushEndsIt) {
             for (const char16_t* text : {u"one", u"two", u"three"})
                 WriteRunLog(text);
         });
-        EXPECT_EQ(ReadLogText(machine).substr(0, 4), "one\n");
-        EXPECT_EQ(ReadLogText(machine).find("three"), std::string::npos);
+        const bool isTaken = call == std::string("fflush");
+        EXPECT_EQ(ReadLogText(machine), isTaken ? "one\ntwo\n" : "one\n");
     }
 }
 
