@@ -31,6 +31,7 @@ TEST(FeatureLock, AnEmptyNumberIsZeroAndForbids) {
 
 TEST(UserSampling, TakesTheBandOfIRandomOnZR) {
     const std::string key = "SOFTWARE\\Kelvane\\Kelvane Ostrel\\ZR\\WebResource";
+    const std::string where = "GetIRandomFromRegistry: Reading iRandom from " + key + "\n";
     const auto numbers = [](const std::string& stored, const std::string& taken) {
         return "GetIRandomFromRegistry: iRandom = " + stored + "\niRandom: " + taken + "\n";
     };
@@ -53,8 +54,7 @@ TEST(UserSampling, TakesTheBandOfIRandomOnZR) {
         bool passes = false;
         RunWithLog(machine, [&] { passes = IsExpEnableForUser(kProduct); });
         EXPECT_EQ(passes, lines.ends_with(eligible)) << value;
-        EXPECT_EQ(ReadLogText(machine),
-                  "GetIRandomFromRegistry: Reading iRandom from " + key + "\n" + lines);
+        EXPECT_EQ(ReadLogText(machine), where + lines);
         EXPECT_EQ(FindNumbers(machine, "RegOpenKeyExW"), (std::vector<std::uint64_t>{0, 0x20019}));
     }
 }
