@@ -46,8 +46,8 @@ TEST(CurrentPatch, PassesOverWhatItCannotRead) {
     AddPatch(machine, 5, {1, u"(1.2.3)", u"second_incr", u"a"});
     machine.registry.RemoveKey(GetSourceListKey(0));
     machine.registry.RemoveValue(GetSourceListKey(1), u"PackageName");
-    machine.registry.RemoveValue(GetPackageKey(2), u"LocalPackage");
-    machine.registry.RemoveValue(GetStateKey(3), u"DisplayName");
+    FailProperty(machine, 2, u"LocalPackage");
+    FailProperty(machine, 3, u"DisplayName");
     RunWithLog(machine, [] { EXPECT_EQ(GetCurrentPatchType(u"1.2.3", kProduct), kCumulative); });
     EXPECT_EQ(ReadLogText(machine), "  [WARN] Failed to get display name for patch: "
                                     "{12345678-9ABC-DEF0-1234-56789ABCDE30}\n"

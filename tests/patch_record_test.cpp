@@ -34,10 +34,10 @@ TEST(InstallerQuery, ReadsANumberAsFarAsItGoes) {
 
 TEST(PatchRecord, AFailureEmptiesAFieldOrTakesThePatchAway) {
     Machine machine = MakeIncrementalMachine();
-    machine.registry.RemoveValue(GetPackageKey(0), u"LocalPackage");
-    machine.registry.RemoveValue(GetStateKey(1), u"DisplayName");
+    FailProperty(machine, 0, u"LocalPackage");
+    FailProperty(machine, 1, u"DisplayName");
     machine.registry.RemoveKey(GetSourceListKey(2));
-    machine.registry.RemoveValue(GetStateKey(3), u"State");
+    FailProperty(machine, 3, u"State");
     machine.registry.SetText(GetSourceListKey(5), u"PackageName", u"no number");
     AddPatch(machine, 4, {1, u"Update", u"Upd", u"4.msp"});
     RunWithLog(machine, [] {
@@ -46,7 +46,7 @@ TEST(PatchRecord, AFailureEmptiesAFieldOrTakesThePatchAway) {
         const PatchRecord& whole = patches[0];
         EXPECT_EQ(whole.patchCode, GetPatchCode(1));
         EXPECT_EQ(whole.localPackage, kCache + u"1.msp");
-        EXPECT_EQ(whole.version, u"") << "its display name is missing";
+        EXPECT_EQ(whole.version, u"") << "its display name cannot be read";
         EXPECT_EQ(whole.packageName, u"Upd2400120613_incr.msp");
         EXPECT_EQ(whole.versionNumber, u"2400120613");
         EXPECT_EQ(whole.state, 2);

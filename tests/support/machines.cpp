@@ -68,6 +68,9 @@ void AddPatch(Machine& machine, int number, const Patch& patch) {
     list += GetPackedPatch(number) + u'\0';
     machine.registry.SetValue(listKey, u"Patches", platform::REG_MULTI_SZ,
                               platform::simulated::MakeTextData(list));
+    machine.registry.SetText(listKey, GetPackedPatch(number), u":update");
+    machine.registry.CreateKey(kUserData + u"\\Products\\" + kPackedProduct +
+                               u"\\InstallProperties");
     machine.registry.SetText(GetPackageKey(number), u"LocalPackage", kCache + patch.file);
     machine.registry.SetText(GetStateKey(number), u"DisplayName", patch.displayName);
     machine.registry.SetDword(GetStateKey(number), u"State", patch.state);
@@ -95,6 +98,10 @@ void SetValue(Machine& machine, const std::u16string& keyPath, const std::string
 void AddFault(Machine& machine, std::string call, std::u16string subject, DWORD code,
               unsigned first, unsigned last) {
     machine.faults.Add({std::move(call), std::move(subject), code, first, last});
+}
+
+void FailProperty(Machine& machine, int number, const std::u16string& property) {
+    AddFault(machine, "MsiGetPatchInfoExW", GetPatchCode(number) + u"\\" + property, 1610);
 }
 
 int RunTool(Machine& machine, std::vector<std::u16string> arguments) {

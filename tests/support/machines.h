@@ -47,6 +47,9 @@ Machine MakeMachine();
 /// its package.
 void AddPatch(Machine& machine, int number, const Patch& patch);
 
+/// Makes every read of a property of the patch fail.
+void FailProperty(Machine& machine, int number, const std::u16string& property);
+
 /// A machine on which a run removes 0.msp and 1.msp and keeps the others: 2.msp is the last
 /// cumulative patch, 3.msp lies between, 4.msp is applied, version 24.3.20790, 5.msp is the latest.
 Machine MakeIncrementalMachine();

@@ -102,8 +102,10 @@ UINT MsiViewFetch(MSIHANDLE view, MSIHANDLE* record) {
         return *failure;
     if (!opened->isExecuted)
         return ERROR_FUNCTION_FAILED;
-    if (opened->nextRow >= opened->result->CountRows())
+    if (opened->nextRow >= opened->result->CountRows()) {
+        opened->nextRow = 0;
         return ERROR_NO_MORE_ITEMS;
+    }
     *record = HandOut(machine, machine.open.records, OpenRecord{*opened, opened->nextRow});
     ++opened->nextRow;
     return ERROR_SUCCESS;

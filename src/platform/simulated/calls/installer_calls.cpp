@@ -21,6 +21,7 @@ namespace {
 using simulated::BeginInstallerCall;
 using simulated::GetCurrentMachine;
 using simulated::InstallerTree;
+using simulated::IsGuid;
 using simulated::Machine;
 
 /// Copies a text with its terminator.
@@ -30,7 +31,7 @@ void CopyOut(std::u16string_view text, char16_t* buffer) {
 
 }  // namespace
 
-UINT MsiEnumPatchesExW(const char16_t* productCode, const char16_t* /*userSid*/, DWORD context,
+UINT MsiEnumPatchesExW(const char16_t* productCode, const char16_t* userSid, DWORD context,
                        DWORD filter, DWORD index, char16_t* patchCode, char16_t* targetProductCode,
                        DWORD* targetContext, char16_t* /*targetUserSid*/,
                        DWORD* /*targetUserSidLength*/) {
@@ -39,41 +40,43 @@ UINT MsiEnumPatchesExW(const char16_t* productCode, const char16_t* /*userSid*/,
                                               productCode == nullptr ? u"" : productCode,
                                               {context, filter, index}))
         return *fault;
-    if (context != MSIINSTALLCONTEXT_MACHINE)
+    const bool isKnownFilter = filter != 0 && filter <= MSIPATCHSTATE_ALL;
+    if (context != MSIINSTALLCONTEXT_MACHINE || userSid != nullptr || !isKnownFilter ||
+        (productCode != nullptr && !IsGuid(productCode)))
         return ERROR_INVALID_PARAMETER;
-    const auto& deliveries = machine.installer.Enumerate(machine.registry, productCode, filter);
-    if (index >= deliveries.size())
-        return ERROR_NO_MORE_ITEMS;
-    CopyOut(deliveries[index].patchCode, patchCode);
+    const auto& list = machine.installer.Enumerate(machine.registry, productCode, filter);
+    if (index >= list.deliveries.size())
+        return list.end;
+    CopyOut(list.deliveries[index].patchCode, patchCode);
     if (targetProductCode != nullptr)
-        CopyOut(deliveries[index].productCode, targetProductCode);
+        CopyOut(list.deliveries[index].productCode, targetProductCode);
     if (targetContext != nullptr)
         *targetContext = MSIINSTALLCONTEXT_MACHINE;
     return ERROR_SUCCESS;
 }
 
 UINT MsiGetPatchInfoExW(const char16_t* patchCode, const char16_t* productCode,
-                        const char16_t* /*userSid*/, DWORD context, const char16_t* property,
+                        const char16_t* userSid, DWORD context, const char16_t* property,
                         char16_t* value, DWORD* size) {
     Machine& machine = GetCurrentMachine();
     const std::u16string subject = std::u16string(patchCode) + u"\\" + property;
     if (const auto fault =
             BeginInstallerCall(machine, "MsiGetPatchInfoExW", subject, {context, *size}))
         return *fault;
-    if (context != MSIINSTALLCONTEXT_MACHINE)
+    if (context != MSIINSTALLCONTEXT_MACHINE || userSid != nullptr || !IsGuid(productCode) ||
+        !IsGuid(patchCode))
         return ERROR_INVALID_PARAMETER;
-    if (!machine.installer.HoldsPatch(machine.registry, patchCode, productCode))
-        return ERROR_UNKNOWN_PATCH;
-    const std::optional<std::u16string> text =
-        InstallerTree::ReadProperty(machine.registry, patchCode, productCode, property);
-    if (!text)
-        return ERROR_UNKNOWN_PROPERTY;
+    std::u16string text;
+    if (const DWORD error =
+            InstallerTree::ReadProperty(machine.registry, patchCode, productCode, property, text);
+        error != ERROR_SUCCESS)
+        return error;
     const DWORD capacity = *size;
-    *size = static_cast<DWORD>(text->size());
-    if (text->size() >= capacity)
-        return ERROR_MORE_DATA;
-    CopyOut(*text, value);
-    return ERROR_SUCCESS;
+    *size = static_cast<DWORD>(text.size());
+    const bool fits = text.size() < capacity;
+    if (capacity > 0)
+        CopyOut(text.substr(0, capacity - 1), value);
+    return fits ? ERROR_SUCCESS : ERROR_MORE_DATA;
 }
 
 }  // namespace platform

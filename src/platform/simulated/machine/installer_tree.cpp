@@ -2,6 +2,9 @@
 
 #include "platform/installer.h"
 
+#include <algorithm>
+#include <set>
+
 namespace platform::simulated {
 
 namespace {
@@ -11,8 +14,8 @@ const std::u16string kUserData =
     u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData\\"
     u"S-1-5-18";
 
-constexpr std::size_t kPackedLength = 32;
-constexpr std::size_t kBracedLength = 38;
+// Where the hyphens of a braced GUID stand.
+constexpr std::size_t kHyphens[] = {9, 14, 19, 24};
 
 // The lengths of the runs that packing turns around: the first three groups of a GUID as a whole,
 // then the pairs of the other two.
@@ -28,113 +31,156 @@ std::u16string TurnRuns(std::u16string_view digits) {
     return turned;
 }
 
-/// The packed form of a braced GUID in one letter case; empty for any other text.
-std::u16string Pack(std::u16string_view braced) {
+bool IsHexDigit(char16_t character) {
+    return (character >= u'0' && character <= u'9') ||
+           (ToUpper(character) >= u'A' && ToUpper(character) <= u'F');
+}
+
+bool IsPackedCode(std::u16string_view text) {
+    return text.size() == 32 && std::all_of(text.begin(), text.end(), IsHexDigit);
+}
+
+/// The packed form of a GUID, in one letter case.
+std::u16string Pack(std::u16string_view guid) {
     std::u16string digits;
-    for (const char16_t character : braced) {
-        if (character != u'{' && character != u'-' && character != u'}')
+    for (const char16_t character : guid) {
+        if (IsHexDigit(character))
             digits.push_back(ToUpper(character));
     }
-    const bool hasForm = braced.size() == kBracedLength && braced.front() == u'{' &&
-                         braced.back() == u'}' && digits.size() == kPackedLength;
-    return hasForm ? TurnRuns(digits) : std::u16string();
+    return TurnRuns(digits);
 }
 
 std::u16string Unpack(std::u16string_view packed) {
     std::u16string braced = u'{' + TurnRuns(packed) + u'}';
-    for (const std::size_t hyphen : {9U, 14U, 19U, 24U})
+    for (const std::size_t hyphen : kHyphens)
         braced.insert(hyphen, 1, u'-');
     return braced;
 }
 
+std::u16string BuildProductKeyPath(std::u16string_view packedProduct) {
+    return kUserData + u"\\Products\\" + std::u16string(packedProduct);
+}
+
 std::u16string BuildPatchKeyPath(std::u16string_view packedProduct, std::u16string_view patch) {
-    return kUserData + u"\\Products\\" + std::u16string(packedProduct) + u"\\Patches\\" +
-           std::u16string(patch);
+    return BuildProductKeyPath(packedProduct) + u"\\Patches\\" + std::u16string(patch);
 }
 
-bool IsInStates(const Registry& registry, std::u16string_view packedProduct,
-                std::u16string_view packedPatch, DWORD filter) {
-    const std::optional<DWORD> state =
-        GetDword(registry.FindValue(BuildPatchKeyPath(packedProduct, packedPatch), u"State"));
-    return state ? (*state & filter) != 0 : filter == MSIPATCHSTATE_ALL;
+std::optional<DWORD> ReadState(const Registry& registry, std::u16string_view packedProduct,
+                               std::u16string_view packedPatch) {
+    return GetDword(registry.FindValue(BuildPatchKeyPath(packedProduct, packedPatch), u"State"));
 }
 
-std::optional<std::u16string> ReadText(const Registry& registry, const std::u16string& keyPath,
-                                       std::u16string_view name) {
-    const RegistryValue* value = registry.FindValue(keyPath, name);
-    if (value == nullptr || value->type != REG_SZ)
-        return std::nullopt;
-    return GetText(value->data);
+std::u16string GetPropertyText(const RegistryValue* value) {
+    if (value != nullptr && value->type == REG_SZ)
+        return GetText(value->data);
+    const std::optional<DWORD> number = GetDword(value);
+    const std::string digits = number ? std::to_string(*number) : "";
+    return {digits.begin(), digits.end()};
 }
 
 }  // namespace
+
+bool IsGuid(std::u16string_view text) {
+    if (text.size() != 38 || text.front() != u'{' || text.back() != u'}')
+        return false;
+    for (std::size_t i = 1; i + 1 < text.size(); ++i) {
+        const bool isHyphen =
+            std::find(std::begin(kHyphens), std::end(kHyphens), i) != std::end(kHyphens);
+        if (isHyphen ? text[i] != u'-' : !IsHexDigit(text[i]))
+            return false;
+    }
+    return true;
+}
+
+InstallerTree::Product InstallerTree::ReadProduct(const Registry& registry,
+                                                  const std::u16string& packedProduct) {
+    Product product;
+    const std::u16string listKey = kProducts + u"\\" + packedProduct + u"\\Patches";
+    const RegistryValue* list = registry.FindValue(listKey, u"Patches");
+    if (list != nullptr && list->type != REG_MULTI_SZ) {
+        product.end = ERROR_BAD_CONFIGURATION;
+        return product;
+    }
+    std::set<std::u16string> listed;
+    for (const std::u16string& code :
+         list == nullptr ? std::vector<std::u16string>() : GetTextList(list->data)) {
+        if (!IsPackedCode(code)) {
+            product.end = ERROR_BAD_CONFIGURATION;
+            return product;
+        }
+        listed.insert(FoldCase(code));
+        const RegistryValue* beside = registry.FindValue(listKey, code);
+        if (beside == nullptr || beside->type != REG_SZ)
+            continue;
+        if (!registry.HasKey(BuildPatchKeyPath(packedProduct, code)))
+            product.patches.push_back({code, MSIPATCHSTATE_APPLIED});
+        else if (const auto state = ReadState(registry, packedProduct, code))
+            product.patches.push_back({code, *state});
+    }
+    const std::u16string patchesKey = BuildPatchKeyPath(packedProduct, u"");
+    const std::u16string_view parent(patchesKey.data(), patchesKey.size() - 1);
+    for (const Registry::Keys::Entry* key : registry.GetKeys().GetChildren(parent)) {
+        const std::u16string code = key->path.substr(patchesKey.size());
+        const auto state = ReadState(registry, packedProduct, code);
+        if (IsPackedCode(code) && !listed.contains(FoldCase(code)) && state)
+            product.patches.push_back({code, *state});
+    }
+    return product;
+}
 
 void InstallerTree::Refresh(const Registry& registry) {
     if (generation_ == registry.GetGeneration())
         return;
     generation_ = registry.GetGeneration();
     products_.clear();
-    deliveries_.clear();
+    lists_.clear();
     for (const Registry::Keys::Entry* key : registry.GetKeys().GetChildren(kProducts)) {
-        const std::u16string packed =
-            FoldCase(std::u16string_view(key->path).substr(kProducts.size() + 1));
-        if (packed.size() != kPackedLength)
-            continue;
-        Product& product = products_[packed];
-        const RegistryValue* list = registry.FindValue(key->path + u"\\Patches", u"Patches");
-        if (list == nullptr || list->type != REG_MULTI_SZ)
-            continue;
-        for (const std::u16string& patch : GetTextList(list->data)) {
-            if (patch.size() != kPackedLength)
-                continue;
-            product.patches.push_back(patch);
-            product.held.insert(FoldCase(patch));
-        }
+        const std::u16string packed = FoldCase(key->path.substr(kProducts.size() + 1));
+        if (IsPackedCode(packed))
+            products_[packed] = ReadProduct(registry, packed);
     }
 }
 
-const std::vector<InstallerTree::Delivery>&
-InstallerTree::Enumerate(const Registry& registry, const char16_t* productCode, DWORD filter) {
+const InstallerTree::List& InstallerTree::Enumerate(const Registry& registry,
+                                                    const char16_t* productCode, DWORD filter) {
     Refresh(registry);
     const std::u16string wanted = productCode == nullptr ? u"*" : Pack(productCode);
-    const auto [place, isNew] = deliveries_.try_emplace({wanted, filter});
+    const auto [place, isNew] = lists_.try_emplace({wanted, filter});
+    List& list = place->second;
     if (!isNew)
-        return place->second;
+        return list;
     for (const auto& [packedProduct, product] : products_) {
         if (productCode != nullptr && packedProduct != wanted)
             continue;
-        for (const std::u16string& patch : product.patches) {
-            if (IsInStates(registry, packedProduct, patch, filter))
-                place->second.push_back({Unpack(patch), Unpack(packedProduct)});
+        for (const Patch& patch : product.patches) {
+            if ((patch.state & filter) != 0)
+                list.deliveries.push_back({Unpack(patch.packedCode), Unpack(packedProduct)});
         }
+        list.end = product.end;
+        if (list.end != ERROR_NO_MORE_ITEMS)
+            break;
     }
-    return place->second;
+    return list;
 }
 
-bool InstallerTree::HoldsPatch(const Registry& registry, std::u16string_view patchCode,
-                               std::u16string_view productCode) {
-    Refresh(registry);
-    const auto product = products_.find(Pack(productCode));
-    return product != products_.end() && product->second.held.contains(Pack(patchCode));
-}
-
-std::optional<std::u16string> InstallerTree::ReadProperty(const Registry& registry,
-                                                          std::u16string_view patchCode,
-                                                          std::u16string_view productCode,
-                                                          std::u16string_view property) {
+DWORD InstallerTree::ReadProperty(const Registry& registry, std::u16string_view patchCode,
+                                  std::u16string_view productCode, std::u16string_view property,
+                                  std::u16string& text) {
+    const std::u16string product = Pack(productCode);
     const std::u16string patch = Pack(patchCode);
+    if (!registry.HasKey(BuildProductKeyPath(product) + u"\\InstallProperties"))
+        return ERROR_UNKNOWN_PRODUCT;
+    const std::u16string ofProduct = BuildPatchKeyPath(product, patch);
+    const std::u16string ofAll = kUserData + u"\\Patches\\" + patch;
+    if (!registry.HasKey(ofProduct) || !registry.HasKey(ofAll))
+        return ERROR_UNKNOWN_PATCH;
     if (property == u"LocalPackage")
-        return ReadText(registry, kUserData + u"\\Patches\\" + patch, property);
-    const std::u16string keyPath = BuildPatchKeyPath(Pack(productCode), patch);
-    if (property == u"DisplayName")
-        return ReadText(registry, keyPath, property);
-    if (property != u"State")
-        return std::nullopt;
-    const std::optional<DWORD> state = GetDword(registry.FindValue(keyPath, property));
-    if (!state)
-        return std::nullopt;
-    const std::string digits = std::to_string(*state);
-    return std::u16string(digits.begin(), digits.end());
+        text = GetPropertyText(registry.FindValue(ofAll, property));
+    else if (property == u"State" || property == u"DisplayName")
+        text = GetPropertyText(registry.FindValue(ofProduct, property));
+    else
+        return ERROR_UNKNOWN_PROPERTY;
+    return ERROR_SUCCESS;
 }
 
 }  // namespace platform::simulated

@@ -4,7 +4,6 @@
 
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,7 +13,7 @@ namespace platform::simulated {
 /// What Windows Installer knows of products and patches, read out of its registry tree.
 ///
 /// Keeps what it has worked out until the registry changes, so that walking a list by index costs
-/// one step an item. Codes are GUIDs in brace form; one that does not have that form is unknown.
+/// one step an item. Codes are GUIDs in brace form, in any letter case.
 class InstallerTree {
   public:
     struct Delivery {
@@ -22,33 +21,45 @@ class InstallerTree {
         std::u16string productCode;
     };
 
-    /// The patches of one product, or of all when `productCode` is null, in the states of `filter`,
-    /// in the order in which the enumeration delivers them.
-    const std::vector<Delivery>& Enumerate(const Registry& registry, const char16_t* productCode,
-                                           DWORD filter);
+    /// What an enumeration delivers, and the error that stands behind it.
+    struct List {
+        std::vector<Delivery> deliveries;
+        DWORD end = ERROR_NO_MORE_ITEMS;
+    };
 
-    /// Whether the product holds the patch.
-    bool HoldsPatch(const Registry& registry, std::u16string_view patchCode,
-                    std::u16string_view productCode);
+    /// The patches of one product, or of all when `productCode` is null, whose state has a bit of
+    /// `filter`: first those of the product's own list, then those that its key in UserData holds
+    /// besides. A list that is damaged ends the enumeration where it is reached.
+    const List& Enumerate(const Registry& registry, const char16_t* productCode, DWORD filter);
 
-    /// A patch property as a text; nothing if it is missing, of another type or not known.
-    static std::optional<std::u16string> ReadProperty(const Registry& registry,
-                                                      std::u16string_view patchCode,
-                                                      std::u16string_view productCode,
-                                                      std::u16string_view property);
+    /// Reads a patch property as a text, which is empty for a value that is missing or of another
+    /// type. ERROR_SUCCESS, or why there is none: the product, the patch or the property is not
+    /// known. Both codes are GUIDs.
+    static DWORD ReadProperty(const Registry& registry, std::u16string_view patchCode,
+                              std::u16string_view productCode, std::u16string_view property,
+                              std::u16string& text);
 
   private:
+    struct Patch {
+        std::u16string packedCode;
+        DWORD state = 0;
+    };
+
     struct Product {
-        std::vector<std::u16string> patches;  ///< packed, in the order of the product's list
-        std::set<std::u16string> held;        ///< the same in one letter case
+        std::vector<Patch> patches;  ///< in the order of delivery
+        DWORD end = ERROR_NO_MORE_ITEMS;
     };
 
     /// Brings everything up to the registry's present state.
     void Refresh(const Registry& registry);
+    static Product ReadProduct(const Registry& registry, const std::u16string& packedProduct);
 
     std::optional<std::uint64_t> generation_;
     std::map<std::u16string, Product> products_;  ///< by packed code, in one letter case
-    std::map<std::pair<std::u16string, DWORD>, std::vector<Delivery>> deliveries_;
+    std::map<std::pair<std::u16string, DWORD>, List> lists_;
 };
+
+/// Whether a text is a GUID in brace form.
+[[nodiscard]] bool IsGuid(std::u16string_view text);
 
 }  // namespace platform::simulated
