@@ -37,9 +37,9 @@ struct WIN32_FIND_DATAW {
 /// may change it.
 [[nodiscard]] DWORD GetLastError();
 
-/// Begins a search for the entries that a pattern fits, which may hold "*" and "?" in its last
-/// part, and delivers the first. The result is to be closed with FindClose; INVALID_HANDLE_VALUE if
-/// there is no such entry or directory.
+/// Begins a search for the entries that a pattern fits, by their long or their short name; it may
+/// hold "*" and "?" in its last part. Delivers the first. The result is to be closed with
+/// FindClose; INVALID_HANDLE_VALUE if there is no such entry or directory.
 [[nodiscard]] HANDLE FindFirstFileW(const char16_t* pattern, WIN32_FIND_DATAW* entry);
 
 /// Delivers the next entry; 0 behind the last one.
@@ -64,7 +64,7 @@ BOOL FindClose(HANDLE search);
 [[nodiscard]] BOOL DeleteFileW(const char16_t* path);
 
 /// With `newPath` null and the flag MOVEFILE_DELAY_UNTIL_REBOOT: has the system delete the file at
-/// the next restart; non-zero when that is registered.
+/// the next restart; non-zero when that is registered, whether or not there is such a file.
 [[nodiscard]] BOOL MoveFileExW(const char16_t* path, const char16_t* newPath, DWORD flags);
 
 }  // namespace platform

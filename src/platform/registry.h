@@ -38,19 +38,22 @@ inline constexpr DWORD REG_BINARY = 3;
 inline constexpr DWORD REG_DWORD = 4;
 inline constexpr DWORD REG_MULTI_SZ = 7;
 
-/// Opens a key that exists. `options` is 0. On success `result` is a key to be closed with
-/// RegCloseKey; otherwise it is left as it was and the result is the error: 2 for a missing key.
+/// Opens a key that exists; backslashes at the end of its path do not count. `options` is 0. On
+/// success `result` is a key to be closed with RegCloseKey; otherwise it is null and the result is
+/// the error: 2 for a missing key.
 [[nodiscard]] LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subKey, DWORD options,
                                     DWORD samDesired, HKEY* result);
 
 /// Opens a key, creating it and its missing parents. `reserved` is 0, `keyClass` and `security` are
-/// null; `disposition` may be null. Result as for RegOpenKeyExW.
+/// null; `disposition` may be null. Result as for RegOpenKeyExW, but that `result` may be left as
+/// it was.
 [[nodiscard]] LSTATUS RegCreateKeyExW(HKEY key, const char16_t* subKey, DWORD reserved,
                                       char16_t* keyClass, DWORD options, DWORD samDesired,
                                       const SECURITY_ATTRIBUTES* security, HKEY* result,
                                       DWORD* disposition);
 
-/// Reads a value's bytes as they are stored; a text may lack its terminator. `size` is in bytes:
+/// Reads a value's bytes as they are stored; a text may lack its terminator, which is added behind
+/// it, uncounted, where there is room. `size` is in bytes:
 /// the buffer's before the call, the value's after it. `type` may be null. A missing value is error
 /// 2; one that does not fit is ERROR_MORE_DATA and leaves `data` undefined.
 [[nodiscard]] LSTATUS RegQueryValueExW(HKEY key, const char16_t* valueName, DWORD* reserved,

@@ -15,6 +15,10 @@ using simulated::Fail;
 using simulated::FileNode;
 using simulated::GetCurrentMachine;
 using simulated::Machine;
+using simulated::MakeFullPath;
+
+/// The directory in which Windows starts a service.
+constexpr const char16_t* kCurrentDirectory = u"C:\\Windows\\System32";
 
 /// The error for a path at which there is nothing: whether at least its directory is there.
 DWORD FindMissingError(const Machine& machine, std::u16string_view path) {
@@ -74,9 +78,7 @@ DWORD GetFullPathNameW(const char16_t* path, DWORD size, char16_t* buffer,
         return 0;
     if (*path == u'\0')
         return 0;
-    // The directory in which Windows starts a service.
-    const std::u16string full = simulated::MakeFullPath(path, u"C:\\Windows\\System32");
-    return GiveText(full, buffer, size);
+    return GiveText(MakeFullPath(path, kCurrentDirectory), buffer, size);
 }
 
 UINT GetWindowsDirectoryW(char16_t* buffer, UINT size) {
@@ -107,9 +109,9 @@ BOOL MoveFileExW(const char16_t* path, const char16_t* newPath, DWORD flags) {
         return 0;
     if (newPath != nullptr || flags != MOVEFILE_DELAY_UNTIL_REBOOT)
         return Fail(machine, ERROR_INVALID_PARAMETER);
-    if (machine.drive.Find(path) == nullptr)
-        return Fail(machine, FindMissingError(machine, path));
-    simulated::RegisterDeletion(machine.registry, path, machine.soundRenames);
+    // Nobody looks whether there is such a file.
+    simulated::RegisterDeletion(machine.registry, MakeFullPath(path, kCurrentDirectory),
+                                machine.soundRenames);
     return 1;
 }
 

@@ -71,11 +71,13 @@ enum class SessionOf { Token, Caller };
 BOOL CreateUnderToken(Machine& machine, HANDLE token, const char16_t* commandLine,
                       const STARTUPINFOW* startupInfo, PROCESS_INFORMATION* information,
                       SessionOf sessionOf) {
-    constexpr DWORD kNeeded = TOKEN_ASSIGN_PRIMARY | TOKEN_DUPLICATE | TOKEN_QUERY;
+    // The call that uses the token's account alone copies it.
+    const DWORD needed =
+        TOKEN_ASSIGN_PRIMARY | TOKEN_QUERY | (sessionOf == SessionOf::Caller ? TOKEN_DUPLICATE : 0);
     const OpenHandle* opened = LookUp(machine, token, Kind::Token);
     if (opened == nullptr)
         return 0;
-    if ((opened->access & kNeeded) != kNeeded)
+    if ((opened->access & needed) != needed)
         return Fail(machine, ERROR_ACCESS_DENIED);
     if (startupInfo->cb != sizeof(STARTUPINFOW))
         return Fail(machine, ERROR_INVALID_PARAMETER);

@@ -48,9 +48,9 @@ LSTATUS ToStatus(DWORD code) {
 
 /// The full path of a key to open or create, or the error that its form gives.
 LSTATUS JoinKeyPath(const OpenKey& parent, std::u16string_view subKey, std::u16string& path) {
-    if (subKey.ends_with(u'\\') && subKey.size() > 1)
-        subKey.remove_suffix(1);
-    if (subKey.starts_with(u'\\') || subKey.find(u"\\\\") != std::u16string_view::npos)
+    const bool isAbsolute = subKey.starts_with(u'\\');
+    subKey = subKey.substr(0, subKey.find_last_not_of(u'\\') + 1);
+    if (isAbsolute || subKey.find(u"\\\\") != std::u16string_view::npos)
         return ToStatus(ERROR_BAD_PATHNAME);
     path = parent.path;
     if (!subKey.empty())
@@ -75,6 +75,16 @@ HKEY HandOut(Machine& machine, std::u16string path, DWORD access) {
     return simulated::ToHandle<HKEY>(handle);
 }
 
+constexpr DWORD kNulSize = sizeof(char16_t);
+
+bool IsText(DWORD type) {
+    return type == REG_SZ || type == REG_MULTI_SZ;
+}
+
+bool EndsInNul(const BYTE* bytes, std::size_t size) {
+    return size >= kNulSize && bytes[size - 1] == 0 && bytes[size - 2] == 0;
+}
+
 /// The name by which faults and call records know a value.
 std::u16string MakeValueSubject(const OpenKey& key, const char16_t* valueName) {
     return key.path + u"\\" + (valueName == nullptr ? u"" : valueName);
@@ -85,6 +95,7 @@ std::u16string MakeValueSubject(const OpenKey& key, const char16_t* valueName) {
 LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subKey, DWORD options, DWORD samDesired,
                       HKEY* result) {
     Machine& machine = GetCurrentMachine();
+    *result = nullptr;
     std::u16string path;
     if (const LSTATUS status =
             BeginKeyCall(machine, "RegOpenKeyExW", key, subKey, {options, samDesired}, path);
@@ -142,7 +153,11 @@ LSTATUS RegQueryValueExW(HKEY key, const char16_t* valueName, DWORD* /*reserved*
         return ToStatus(ERROR_SUCCESS);
     if (value->data.size() > capacity)
         return ToStatus(ERROR_MORE_DATA);
-    std::copy(value->data.begin(), value->data.end(), data);
+    BYTE* const end = std::copy(value->data.begin(), value->data.end(), data);
+    // A text gets the terminator that it lacks if there is room for it, and its size stays.
+    const bool isEnded = !IsText(value->type) || EndsInNul(value->data.data(), value->data.size());
+    if (!isEnded && capacity - value->data.size() >= kNulSize)
+        std::fill_n(end, kNulSize, BYTE{0});
     return ToStatus(ERROR_SUCCESS);
 }
 
@@ -159,6 +174,10 @@ LSTATUS RegSetValueExW(HKEY key, const char16_t* valueName, DWORD /*reserved*/, 
         return ToStatus(ERROR_ACCESS_DENIED);
     if (!machine.registry.HasKey(opened->path))
         return ToStatus(ERROR_KEY_DELETED);
+    // A terminator right behind the bytes of a text counts as one that was forgotten.
+    if (IsText(type) && size >= kNulSize && !EndsInNul(data, size) &&
+        EndsInNul(data, size + kNulSize))
+        size += kNulSize;
     machine.registry.SetValue(opened->path, valueName == nullptr ? u"" : valueName, type,
                               simulated::ValueData(data, data + size));
     return ToStatus(ERROR_SUCCESS);

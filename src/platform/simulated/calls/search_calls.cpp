@@ -3,6 +3,7 @@
 #include "platform/simulated/calls/failure.h"
 #include "platform/simulated/calls/handles.h"
 #include "platform/simulated/machine/machine.h"
+#include "platform/simulated/texts/short_name.h"
 #include "platform/wide_text.h"
 
 #include <algorithm>
@@ -73,9 +74,13 @@ HANDLE FindFirstFileW(const char16_t* pattern, WIN32_FIND_DATAW* entry) {
         machine.lastError = ERROR_PATH_NOT_FOUND;
         return INVALID_HANDLE_VALUE;
     }
+    const std::u16string foldedPattern = FoldCase(namePattern);
     OpenSearch search;
     for (const auto* child : machine.drive.GetNodes().GetChildren(*folder)) {
-        if (Fits(FoldCase(GetFileName(child->path)), FoldCase(namePattern)))
+        const std::u16string_view name = GetFileName(child->path);
+        const std::u16string shortName = simulated::MakeShortName(name);
+        if (Fits(FoldCase(name), foldedPattern) ||
+            (!shortName.empty() && Fits(FoldCase(shortName), foldedPattern)))
             search.paths.push_back(child->path);
     }
     if (!Deliver(machine, search, *entry)) {

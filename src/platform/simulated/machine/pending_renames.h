@@ -19,7 +19,7 @@ struct PendingRename {
 /// All that are registered, in order.
 [[nodiscard]] std::vector<PendingRename> ReadPendingRenames(const Registry& registry);
 
-/// Registers the deletion of `path`, as it is given, behind those that are there.
+/// Registers the deletion of `path`, a full path, behind those that are there.
 /// `soundGeneration`, 0 at first, is this call's own note of when it last left the list in its
 /// proper form: until the registry changes otherwise, a further deletion costs no look at the
 /// others.
