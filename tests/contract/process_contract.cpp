@@ -59,6 +59,10 @@ TEST(ProcessContract, AProcessIsCreatedUnderATokenOrNot) {
                                nullptr, SecurityImpersonation, TokenPrimary, &opened),
               0);
     const Handle token(opened);
+    ASSERT_NE(DuplicateTokenEx(own.get(), TOKEN_ASSIGN_PRIMARY | TOKEN_QUERY, nullptr,
+                               SecurityImpersonation, TokenPrimary, &opened),
+              0);
+    const Handle tokenToAssign(opened);
     char16_t self[MAX_PATH] = {};
     ASSERT_NE(GetModuleFileNameW(nullptr, self, MAX_PATH), 0U);
     STARTUPINFOW startup{};
@@ -68,9 +72,9 @@ TEST(ProcessContract, AProcessIsCreatedUnderATokenOrNot) {
             std::u16string line = u"\"" + program + u"\" --gtest_filter=None";
             PROCESS_INFORMATION information{};
             const BOOL isCreated =
-                isInTokensSession ? CreateProcessAsUserW(token.get(), nullptr, line.data(), nullptr,
-                                                         nullptr, 0, CREATE_NO_WINDOW, nullptr,
-                                                         nullptr, &startup, &information)
+                isInTokensSession ? CreateProcessAsUserW(tokenToAssign.get(), nullptr, line.data(),
+                                                         nullptr, nullptr, 0, CREATE_NO_WINDOW,
+                                                         nullptr, nullptr, &startup, &information)
                                   : CreateProcessWithTokenW(token.get(), 0, nullptr, line.data(),
                                                             CREATE_NO_WINDOW, nullptr, nullptr,
                                                             &startup, &information);
@@ -107,6 +111,8 @@ TEST(ProcessContract, ASnapshotEndsAndItsProcessesCanBeAsked) {
             EXPECT_EQ(size, full.size());
             EXPECT_NE(ProcessIdToSessionId(entry.th32ProcessID, &session), 0);
             EXPECT_EQ(QueryFullProcessImageNameW(process.get(), 0, path, &(size = 5)), 0);
+            EXPECT_EQ(size, 5U);
+            EXPECT_EQ(path, full) << "too small a buffer stays as it was";
             named = full;
         }
     }

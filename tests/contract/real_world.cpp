@@ -1,9 +1,13 @@
 #include "contract/world.h"
+#include "platform/modules.h"
 #include "support/host_files.h"
 
 namespace contract {
 
 namespace fs = std::filesystem;
+
+const bool kIsWine = platform::GetProcAddress(platform::GetModuleHandleW(u"ntdll.dll"),
+                                              "wine_get_version") != nullptr;
 
 void PutFile(const std::u16string& path, std::string_view bytes) {
     fs::create_directories(fs::path(path).parent_path());

@@ -16,14 +16,15 @@ TEST(RegistryContract, AKeyIsOpenedByItsPathInAnyLetterCase) {
         {kPath, 0},
         {u"software\\SALTROVE contract\\a\\b", 0},
         {kPath + u"\\None", 2},
-        {kPath + u"\\A\\", 0},
+        {kPath + u"\\A\\\\", 0},
         {kPath + u"\\None\\B", 2},
         {u"\\Cleanup", 161},
     };
     for (const auto& [path, status] : cases) {
-        RegistryKey key;
-        EXPECT_EQ(OpenKeyForReading(HKEY_LOCAL_MACHINE, path, key), status);
-        EXPECT_EQ(key != nullptr, status == 0);
+        auto opened = reinterpret_cast<HKEY>(std::intptr_t{77});
+        EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &opened), status);
+        const RegistryKey key(opened);
+        EXPECT_EQ(key != nullptr, status == 0) << "a failed call sets it to null";
     }
 }
 
@@ -42,6 +43,7 @@ TEST(RegistryContract, AValueIsGivenAsItsBytesAreStored) {
         {REG_SZ, {'a', 0, 'b', 0, 0, 0}, 5, 234},
         {REG_SZ, {0, 0}, 6, 0},
         {REG_SZ, {'a', 0, 'b', 0}, 4, 0},
+        {REG_SZ, {'a', 0, 'b', 0}, 6, 0},
         {REG_SZ, {'a', 0, 'b', 0}, 3, 234},
         {REG_SZ, {}, 4, 0},
         {REG_DWORD, {1, 2, 3, 4}, 4, 0},
@@ -61,6 +63,19 @@ TEST(RegistryContract, AValueIsGivenAsItsBytesAreStored) {
         EXPECT_EQ(type, row.type);
         EXPECT_EQ(size, row.bytes.size());
         EXPECT_TRUE(row.status != 0 || data.starts_with(row.bytes));
+        const bool isEnded =
+            row.type != REG_SZ || row.bytes.empty() || row.bytes.ends_with(Bytes(2, 0));
+        EXPECT_TRUE(isEnded || row.capacity < size + 2 || data.substr(size, 2) == Bytes(2, 0))
+            << "a text gets its terminator where there is room";
+    }
+    const char16_t text[] = u"ab\0";
+    for (const DWORD given : {4U, 6U}) {
+        ASSERT_EQ(RegSetValueExW(writing.get(), u"Text", 0, REG_SZ,
+                                 reinterpret_cast<const BYTE*>(text), given),
+                  0);
+        DWORD stored = 0;
+        EXPECT_EQ(RegQueryValueExW(key.get(), u"Text", nullptr, nullptr, nullptr, &stored), 0);
+        EXPECT_EQ(stored, 6U) << "with the terminator right behind it";
     }
     DWORD size = 4;
     EXPECT_EQ(RegQueryValueExW(key.get(), u"None", nullptr, nullptr, nullptr, &size), 2);

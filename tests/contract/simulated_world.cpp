@@ -7,6 +7,8 @@
 
 namespace contract {
 
+const bool kIsWine = false;
+
 namespace {
 
 using platform::simulated::Machine;

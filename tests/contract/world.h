@@ -8,6 +8,9 @@
 /// written to.
 namespace contract {
 
+/// Whether the real machine is Wine, whose answers are not always those of Windows.
+extern const bool kIsWine;
+
 /// A folder for the files of the contracts, with a backslash at its end.
 inline const std::u16string kFolder = u"C:\\Saltrove Contract\\";
 
