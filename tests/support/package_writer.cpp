@@ -2,6 +2,7 @@
 
 #include "platform/simulated/packages/little_endian.h"
 
+#include <map>
 #include <numeric>
 
 namespace test {
@@ -76,18 +77,23 @@ std::string WriteCompoundFile(const std::vector<std::pair<std::string, std::stri
     const std::uint32_t upperSize = package.sectorSize == 512 ? 0xFFFFFFFF : 0;
     SectorFile mini{64, {}, {}};
     SectorFile file{package.sectorSize, {}, {}};
+    // The entries are a tree that is searched by the length of a name and then by its characters;
+    // here each has the next one to its right.
+    std::map<std::pair<std::size_t, std::u16string>, std::uint32_t> tree;
+    for (const auto& [name, content] : streams)
+        tree[{MakeStreamName(name).size(), MakeStreamName(name)}] =
+            static_cast<std::uint32_t>(tree.size() + 1);
     std::string entries;
-    for (std::size_t i = 0; i < streams.size(); ++i) {
-        const auto& [name, content] = streams[i];
+    for (const auto& [name, content] : streams) {
         const std::uint32_t start = content.size() < 4096 ? mini.Add(content) : file.Add(content);
-        const bool isLast = i + 1 == streams.size();
-        const auto right = isLast ? kFree : static_cast<std::uint32_t>(i + 2);
-        entries +=
-            WriteEntry(MakeStreamName(name), 2, right, kFree, start, content.size(), upperSize);
+        const std::u16string streamName = MakeStreamName(name);
+        const auto next = std::next(tree.find({streamName.size(), streamName}));
+        entries += WriteEntry(streamName, 2, next == tree.end() ? kFree : next->second, kFree,
+                              start, content.size(), upperSize);
     }
     const std::uint32_t miniStart = file.Add(mini.sectors);
-    std::string root =
-        WriteEntry(u"Root Entry", 5, kFree, 1, miniStart, mini.sectors.size(), upperSize);
+    std::string root = WriteEntry(u"Root Entry", 5, kFree, tree.begin()->second, miniStart,
+                                  mini.sectors.size(), upperSize);
     const std::string patchClass("\x86\x10\x0C\0\0\0\0\0\xC0\0\0\0\0\0\0\x46", 16);
     root.replace(80, 16, patchClass).replace(80, 1, 1, static_cast<char>(package.classByte));
     const std::uint32_t directory = file.Add(root + entries);
