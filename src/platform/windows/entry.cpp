@@ -3,11 +3,20 @@
 #include "platform/windows/native.h"
 
 #include <algorithm>
+#include <exception>
 #include <span>
 #include <string>
 #include <vector>
 
 namespace {
+
+/// Keeps every message box away: a service account has no desktop on which somebody could answer
+/// one. An abort would show one, and what an exit runs may need what has just failed.
+void NeverWaitForAnybody() {
+    ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
+    std::set_terminate(
+        [] { ::TerminateProcess(::GetCurrentProcess(), platform::kExceptionExitCode); });
+}
 
 /// Closes what a program that may be started as LocalSystem, from any folder, leaves open by
 /// default. A system that does not know a setting refuses it, and the run goes on without.
@@ -22,9 +31,11 @@ void HardenProcess() {
 
 }  // namespace
 
-/// The entry of a program for the GUI subsystem that takes a wide command line.
-extern "C" int wmain(int argumentCount, wchar_t* arguments[]) {
+/// The entry of a program for the GUI subsystem that takes a wide command line. An exception goes
+/// to the terminate handler from here, and not by way of the C runtime.
+extern "C" int wmain(int argumentCount, wchar_t* arguments[]) noexcept {
     HardenProcess();
+    NeverWaitForAnybody();
     const std::span given(arguments, static_cast<std::size_t>(argumentCount));
     std::vector<std::u16string> texts(given.size());
     std::transform(given.begin(), given.end(), texts.begin(), [](const wchar_t* argument) {
