@@ -6,7 +6,16 @@
 
 namespace platform {
 
-static_assert(sizeof(SYSTEMTIME) == sizeof(::SYSTEMTIME));
+SALTROVE_SAME_SIZE(SYSTEMTIME);
+SALTROVE_SAME_FIELD(SYSTEMTIME, wYear);
+SALTROVE_SAME_FIELD(SYSTEMTIME, wMonth);
+SALTROVE_SAME_FIELD(SYSTEMTIME, wDayOfWeek);
+SALTROVE_SAME_FIELD(SYSTEMTIME, wDay);
+SALTROVE_SAME_FIELD(SYSTEMTIME, wHour);
+SALTROVE_SAME_FIELD(SYSTEMTIME, wMinute);
+SALTROVE_SAME_FIELD(SYSTEMTIME, wSecond);
+SALTROVE_SAME_FIELD(SYSTEMTIME, wMilliseconds);
+static_assert(sizeof(std::int64_t) == sizeof(::__time64_t));
 
 void GetLocalTime(SYSTEMTIME* time) {
     ::GetLocalTime(reinterpret_cast<::SYSTEMTIME*>(time));

@@ -11,6 +11,7 @@ namespace platform {
 namespace {
 
 static_assert(std::is_same_v<::MSIHANDLE, ::DWORD>);
+static_assert(sizeof(::MSIINSTALLCONTEXT) == sizeof(DWORD));
 
 template <typename Function>
 Function* FindInstallerCall(const char* name) {

@@ -4,6 +4,8 @@
 #include "platform/registry.h"
 #include "platform/types.h"
 
+#include <cstddef>
+
 // Behind every header of platform/, of whose names these define some as macros.
 #include <windows.h>
 
@@ -36,4 +38,13 @@ static_assert(sizeof(::DWORD) == sizeof(DWORD));
     return reinterpret_cast<::HMODULE>(module);
 }
 
+template <typename Ours, typename Theirs>
+inline constexpr bool kSameSize = sizeof(Ours) == sizeof(Theirs);
+
 }  // namespace platform
+
+/// Holds a structure's size, and each of its fields, against Windows' own of the same name.
+#define SALTROVE_SAME_SIZE(type) static_assert(platform::kSameSize<platform::type, ::type>)
+#define SALTROVE_SAME_FIELD(type, field)                                                           \
+    static_assert(offsetof(platform::type, field) == offsetof(::type, field) &&                    \
+                  platform::kSameSize<decltype(platform::type::field), decltype(::type::field)>)

@@ -6,7 +6,10 @@
 
 namespace platform {
 
-static_assert(sizeof(WTS_SESSION_INFOW) == sizeof(::WTS_SESSION_INFOW));
+SALTROVE_SAME_SIZE(WTS_SESSION_INFOW);
+SALTROVE_SAME_FIELD(WTS_SESSION_INFOW, SessionId);
+SALTROVE_SAME_FIELD(WTS_SESSION_INFOW, pWinStationName);
+SALTROVE_SAME_FIELD(WTS_SESSION_INFOW, State);
 
 BOOL WTSEnumerateSessionsW(HANDLE server, DWORD reserved, DWORD version,
                            WTS_SESSION_INFOW** sessions, DWORD* count) {
