@@ -23,7 +23,9 @@ void NeverWaitForAnybody() {
 void HardenProcess() {
     // A module is never taken from the program's own folder or the current one.
     ::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
-    // The run log's folder is open to others, who could lead the path elsewhere by a junction.
+    // The run log's folder is open to others, who could lead the path elsewhere by a junction. The
+    // policy covers every path of the process: in a package cache that is a junction which Windows
+    // does not trust, nothing is found and nothing deleted. It does not cover hard links.
     ::PROCESS_MITIGATION_REDIRECTION_TRUST_POLICY trust{};
     trust.EnforceRedirectionTrust = 1;
     ::SetProcessMitigationPolicy(::ProcessRedirectionTrustPolicy, &trust, sizeof trust);
