@@ -26,7 +26,9 @@
     X(ERROR_MORE_DATA)                                                                             \
     X(ERROR_NO_MORE_ITEMS)                                                                         \
     X(ERROR_KEY_DELETED)                                                                           \
+    X(ERROR_UNKNOWN_PRODUCT)                                                                       \
     X(ERROR_UNKNOWN_PROPERTY)                                                                      \
+    X(ERROR_BAD_CONFIGURATION)                                                                     \
     X(ERROR_BAD_QUERY_SYNTAX)                                                                      \
     X(ERROR_FUNCTION_FAILED)                                                                       \
     X(ERROR_UNKNOWN_PATCH)                                                                         \
