@@ -1,28 +1,29 @@
 #include "platform/simulated/texts/code_page.h"
 
 #include "platform/simulated/texts/unicode.h"
+#include "platform/texts.h"
+
+#include <algorithm>
+#include <iterator>
 
 namespace platform::simulated {
 
 namespace {
 
+constexpr std::uint32_t kNeutral = 0;
+constexpr std::uint32_t kWestern = 1252;
 constexpr std::uint32_t kUtf8 = 65001;
 
-// Code page 1252 from 0x80 to 0x9F; all its other characters are those of Latin-1. Five places are
-// not taken and stand for the control characters of the same number.
-constexpr char16_t k1252[] = {0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
-                              0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
-                              0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
-                              0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+// Windows has more; here every system has to have the same ones.
+constexpr std::uint32_t kKnown[] = {kNeutral, 437,  850,  852,  866,  874,      932,
+                                    936,      949,  950,  1250, 1251, kWestern, 1253,
+                                    1254,     1255, 1256, 1257, 1258, kUtf8};
 
-std::u16string Decode1252(std::string_view bytes) {
-    std::u16string text;
-    for (const char byte : bytes) {
-        const auto character = static_cast<unsigned char>(byte);
-        const bool isMoved = character >= 0x80 && character < 0xA0;
-        text.push_back(isMoved ? k1252[character - 0x80] : character);
-    }
-    return text;
+int DecodeBytes(std::uint32_t codePage, std::string_view bytes, std::u16string& text) {
+    text.resize(bytes.size());
+    const int size = static_cast<int>(bytes.size());
+    return MultiByteToWideChar(codePage == kNeutral ? kWestern : codePage, 0, bytes.data(), size,
+                               text.data(), size);
 }
 
 std::u16string DecodeLenientUtf8(std::string_view bytes) {
@@ -39,11 +40,18 @@ std::u16string DecodeLenientUtf8(std::string_view bytes) {
 }  // namespace
 
 bool IsKnownCodePage(std::uint32_t codePage) {
-    return codePage == 0 || codePage == 1252 || codePage == kUtf8;
+    std::u16string text;
+    return std::ranges::find(kKnown, codePage) != std::end(kKnown) &&
+           (codePage == kUtf8 || DecodeBytes(codePage, " ", text) == 1);
 }
 
 std::u16string DecodeCodePage(std::uint32_t codePage, std::string_view bytes) {
-    return codePage == kUtf8 ? DecodeLenientUtf8(bytes) : Decode1252(bytes);
+    if (codePage == kUtf8)
+        return DecodeLenientUtf8(bytes);
+    std::u16string text;
+    if (!bytes.empty())
+        text.resize(static_cast<std::size_t>(DecodeBytes(codePage, bytes, text)));
+    return text;
 }
 
 }  // namespace platform::simulated
