@@ -13,7 +13,9 @@
 namespace {
 
 void ReadPackage(std::string bytes) {
-    const auto database = platform::simulated::PackageDatabase::Open(std::move(bytes));
+    std::optional<std::uint32_t> unknownCodePage;
+    const auto database =
+        platform::simulated::PackageDatabase::Open(std::move(bytes), unknownCodePage);
     if (!database)
         return;
     const auto rows = database->Select(u"SELECT `Property`, `Value` FROM `MsiPatchMetadata`");

@@ -16,6 +16,7 @@
 #include <optional>
 #include <ostream>
 #include <stdexcept>
+#include <utility>
 
 namespace replay {
 
@@ -178,6 +179,7 @@ ProcessReport RunProcess(Machine& machine, const std::vector<std::u16string>& ar
     report.startedProcesses.assign(machine.startedProcesses.begin() +
                                        static_cast<std::ptrdiff_t>(oldProcesses),
                                    machine.startedProcesses.end());
+    report.undecodedPackages = std::exchange(machine.undecodedPackages, {});
     return report;
 }
 

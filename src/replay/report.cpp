@@ -15,6 +15,7 @@ namespace {
 using platform::simulated::EncodeUtf8;
 using platform::simulated::RegistryValue;
 using platform::simulated::StartedProcess;
+using platform::simulated::UndecodedPackage;
 
 /// Collects the lines of the report.
 class ReportWriter {
@@ -119,6 +120,16 @@ void ReportRestartDeletions(const std::vector<std::u16string>& paths, ReportWrit
         writer.WriteLine(1, "none");
 }
 
+/// Packages that a real machine may have opened. A section that few reports need.
+void ReportUndecodedPackages(const std::vector<UndecodedPackage>& packages, ReportWriter& writer) {
+    if (packages.empty())
+        return;
+    writer.WriteHeading("Packages not opened for their code page alone, which Windows may know");
+    for (const UndecodedPackage& package : packages)
+        writer.WriteLine(1, EncodeUtf8(package.path) + ", code page " +
+                                std::to_string(package.codePage));
+}
+
 std::string DescribeProcess(const StartedProcess& process) {
     return std::to_string(process.id) + ", account " + EncodeUtf8(process.account) + ", session " +
            std::to_string(process.session);
@@ -139,6 +150,7 @@ void ReportProcess(const ProcessReport& report, ReportWriter& writer) {
     ReportRegistry(report.changes, writer);
     ReportRemovedFiles(report.changes.removedFiles, writer);
     ReportRestartDeletions(report.changes.restartDeletions, writer);
+    ReportUndecodedPackages(report.undecodedPackages, writer);
     ReportStartedProcesses(report.startedProcesses, writer);
     writer.WriteHeading("Process exit code");
     writer.WriteLine(1, std::to_string(report.exitCode));

@@ -22,6 +22,7 @@ struct ProcessReport {
     std::string logBytes;  ///< what it added to the log file, as it stands there
     Changes changes;
     std::vector<platform::simulated::StartedProcess> startedProcesses;
+    std::vector<platform::simulated::UndecodedPackage> undecodedPackages;
     int exitCode = 0;
     std::size_t leftOpen = 0;    ///< handles, keys and blocks of memory that it did not let go
     std::size_t badHandles = 0;  ///< calls with a handle that was not open

@@ -38,14 +38,18 @@ MSIHANDLE HandOut(Machine& machine, std::map<std::uintptr_t, Object>& objects, O
     return static_cast<MSIHANDLE>(handle);
 }
 
-/// The database in the package at `path`; null if there is none.
-std::shared_ptr<const PackageDatabase> ReadDatabase(const Machine& machine,
-                                                    std::u16string_view path) {
+/// The database in the package at `path`; null if there is none, of which the machine keeps a note
+/// if it is for the code page.
+std::shared_ptr<const PackageDatabase> ReadDatabase(Machine& machine, std::u16string_view path) {
     const simulated::FileNode* node = machine.drive.Find(path);
     if (node == nullptr || node->isDirectory)
         return nullptr;
     auto content = simulated::ReadContent(*node);
-    auto database = content ? PackageDatabase::Open(*std::move(content)) : std::nullopt;
+    std::optional<std::uint32_t> unknownCodePage;
+    auto database =
+        content ? PackageDatabase::Open(*std::move(content), unknownCodePage) : std::nullopt;
+    if (unknownCodePage)
+        machine.undecodedPackages.push_back({std::u16string(path), *unknownCodePage});
     return database ? std::make_shared<const PackageDatabase>(*std::move(database)) : nullptr;
 }
 

@@ -67,6 +67,13 @@ struct StartedProcess {
     std::u16string commandLine;
 };
 
+/// A package that could not be opened although it is sound, since it is in a code page that this
+/// machine does not know. A real one might.
+struct UndecodedPackage {
+    std::u16string path;
+    std::uint32_t codePage = 0;
+};
+
 /// One call as it was made: its subject (a full key path, a file path, a patch and a property, ...)
 /// and its numeric arguments in their order.
 struct CallRecord {
@@ -85,6 +92,7 @@ struct Machine {
     std::vector<Session> sessions;
     std::vector<OtherProcess> processes;
     std::vector<StartedProcess> startedProcesses;
+    std::vector<UndecodedPackage> undecodedPackages;  ///< in the order in which they were tried
     FaultTable faults;
 
     OpenObjects open;

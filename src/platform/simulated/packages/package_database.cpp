@@ -129,7 +129,8 @@ std::uint32_t QueryResult::GetStored(std::size_t row, const TableColumn& column)
     return ReadStored(stream_, rowCount_ * column.offset + row * column.width, column.width);
 }
 
-std::optional<PackageDatabase> PackageDatabase::Open(std::string bytes) {
+std::optional<PackageDatabase>
+PackageDatabase::Open(std::string bytes, std::optional<std::uint32_t>& unknownCodePage) {
     std::optional<CompoundFile> file = CompoundFile::Open(std::move(bytes));
     if (!file || file->GetRootClass() != kPatchClass)
         return std::nullopt;
@@ -137,7 +138,7 @@ std::optional<PackageDatabase> PackageDatabase::Open(std::string bytes) {
     const auto data = file->ReadStream(EncodeTableName(kStringData));
     if (!lengths || !data)
         return std::nullopt;
-    std::optional<StringPool> pool = StringPool::Read(*lengths, *data);
+    std::optional<StringPool> pool = StringPool::Read(*lengths, *data, unknownCodePage);
     if (!pool)
         return std::nullopt;
     return PackageDatabase(*std::move(file), *std::move(pool));

@@ -55,8 +55,10 @@ class QueryResult {
 class PackageDatabase {
   public:
     /// Opens the bytes of a package. Nothing if they are no compound file, its root class is not
-    /// that of a patch, or it has no sound pool of texts.
-    [[nodiscard]] static std::optional<PackageDatabase> Open(std::string bytes);
+    /// that of a patch, or it has no sound pool of texts in a known code page. Where that is not
+    /// known and all else is sound, `unknownCodePage` is set to it.
+    [[nodiscard]] static std::optional<PackageDatabase>
+    Open(std::string bytes, std::optional<std::uint32_t>& unknownCodePage);
 
     /// Carries out a query of the form SELECT `column`, ... FROM `table`. Nothing if it has another
     /// form, the table or a column is not there, or the table is damaged.

@@ -11,16 +11,17 @@ namespace {
 
 constexpr std::uint32_t kLongReferences = 0x80000000;
 constexpr std::size_t kEntrySize = 4;
+constexpr std::size_t kLongestText = 0x7FFFFFFF;  // what can be decoded at once
 
 }  // namespace
 
-std::optional<StringPool> StringPool::Read(std::string_view lengths, std::string_view data) {
+std::optional<StringPool> StringPool::Read(std::string_view lengths, std::string_view data,
+                                           std::optional<std::uint32_t>& unknownCodePage) {
     if (lengths.size() < kEntrySize || lengths.size() % kEntrySize != 0)
         return std::nullopt;
     const std::uint32_t head = ReadU32(lengths, 0);
     const std::uint32_t codePage = head & ~kLongReferences;
-    if (!IsKnownCodePage(codePage))
-        return std::nullopt;
+    const bool isKnown = IsKnownCodePage(codePage);
     StringPool pool;
     pool.referenceWidth_ = (head & kLongReferences) != 0 ? 3 : 2;
     for (std::size_t i = kEntrySize; i < lengths.size(); i += kEntrySize) {
@@ -33,14 +34,21 @@ std::optional<StringPool> StringPool::Read(std::string_view lengths, std::string
                 return std::nullopt;
             length = ReadU32(lengths, i);
         }
-        if (length > data.size())
+        if (length > data.size() || length > kLongestText)
             return std::nullopt;
-        pool.texts_ += DecodeCodePage(codePage, data.substr(0, length));
+        if (isKnown)
+            pool.texts_ += DecodeCodePage(codePage, data.substr(0, length));
         pool.ends_.push_back(pool.texts_.size());
         data.remove_prefix(length);
     }
     // A length that is wrong shifts every text behind it, and leaves something over or lacking.
-    return data.empty() ? std::optional(std::move(pool)) : std::nullopt;
+    if (!data.empty())
+        return std::nullopt;
+    if (!isKnown) {
+        unknownCodePage = codePage;
+        return std::nullopt;
+    }
+    return pool;
 }
 
 std::optional<std::u16string_view> StringPool::GetText(std::uint32_t reference) const {

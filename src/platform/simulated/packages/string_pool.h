@@ -13,10 +13,12 @@ namespace platform::simulated {
 class StringPool {
   public:
     /// Reads the pool out of its two streams, the lengths of the texts and the texts themselves.
-    /// Nothing if they do not fit together to the last byte or the code page is not known. Takes
-    /// memory of a small multiple of both, however the lengths are.
-    [[nodiscard]] static std::optional<StringPool> Read(std::string_view lengths,
-                                                        std::string_view data);
+    /// Nothing if they do not fit together to the last byte or the code page is not known; if that
+    /// alone is in the way, `unknownCodePage` is set to it. Takes memory of a small multiple of
+    /// both, however the lengths are.
+    [[nodiscard]] static std::optional<StringPool>
+    Read(std::string_view lengths, std::string_view data,
+         std::optional<std::uint32_t>& unknownCodePage);
 
     /// The bytes that a reference takes in a table: 2, or 3 in a large database.
     [[nodiscard]] std::size_t GetReferenceWidth() const {
