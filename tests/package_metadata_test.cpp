@@ -21,6 +21,7 @@ struct Result {
     std::u16string description;
     std::optional<PackageFailure> failure = PackageFailure{};
     std::string log;
+    std::size_t undecoded = 0;  ///< packages whose code page alone was in the way
 };
 
 /// Reads the description of these bytes, and makes sure that the file can be deleted right away.
@@ -32,6 +33,7 @@ Result Read(const std::string& bytes, const char* failingCall = "none") {
     RunWithLog(machine,
                [&] { result.description = GetDescriptionFromMsp(kPath, &result.failure); });
     result.log = ReadLogText(machine);
+    result.undecoded = machine.undecodedPackages.size();
     return result;
 }
 
@@ -139,7 +141,10 @@ TEST(PackageMetadata, ADamagedPackageIsOneThatCannotBeOpenedOrQueried) {
     Package other = kPackage;
     other.classByte = 0x84;
     Package otherCodePage = kPackage;
-    otherCodePage.codePage = 1259;
+    otherCodePage.codePage = 20866;  // one that Windows has
+    const std::string undecoded = WritePackage(otherCodePage);
+    std::string undecodedAndOff = undecoded;
+    OverwriteNumber(undecodedAndOff, whole.find(std::string("\4\0\1\0", 4)), 0x00010003);
     Package without = kPackage;
     without.hasTable = false;
     // All of the table of sectors is to lie in a sector that is cut.
@@ -161,13 +166,15 @@ TEST(PackageMetadata, ADamagedPackageIsOneThatCannotBeOpenedOrQueried) {
         const char* name;
         std::string bytes;
         std::string log;
+        std::size_t undecoded = 0;
     } cases[] = {
         {"CutDifat", cutDifat, kNoOpen},
         {"CutStream", cutStream, kNoOpen},
         {"LengthOff", damage(whole.find(std::string("\4\0\1\0", 4)), 0x00010003), kNoOpen},
         {"ReferenceOutside", damage(whole.find(std::string("\7\x80\1\0", 4)) + 4, 0x1000), kNoView},
         {"NotAPatch", WritePackage(other), kNoOpen},
-        {"UnknownCodePage", WritePackage(otherCodePage), kNoOpen},
+        {"UnknownCodePage", undecoded, kNoOpen, 1},
+        {"UnknownCodePageAndLengthOff", undecodedAndOff, kNoOpen},
         {"SectorSize", damage(28, 0x000AFFFE), kNoOpen},
         {"FatOutside", damage(76, 0x1000), kNoOpen},
         {"DirectoryChainLoops", damage(fat + 4, 1), kNoOpen},
@@ -188,6 +195,7 @@ TEST(PackageMetadata, ADamagedPackageIsOneThatCannotBeOpenedOrQueried) {
         const Result result = Read(row.bytes);
         EXPECT_EQ(result.description, u"") << row.name;
         EXPECT_EQ(result.log, row.log) << row.name;
+        EXPECT_EQ(result.undecoded, row.undecoded) << row.name;
     }
 }
 
