@@ -38,21 +38,6 @@ TEST(CleanupStore, WithoutItsKeyOnlyTheFirstWriterSaysSo) {
     EXPECT_EQ(ReadStoreText(machine), "");
     EXPECT_EQ(ReadLogText(machine), "Failed to open registry key for logging current patch info\n");
     EXPECT_EQ(machine.CountCalls("MsiEnumPatchesExW"), 0U);
-}
-
-TEST(CleanupStore, AValueThatCannotBeSetStopsNoOther) {
-    Machine machine = MakeIncrementalMachine();
-    for (const char16_t* name : {u"AffectedMachine", u"CurrentPatchVersion", u"ExitState"})
-        AddFault(machine, "RegSetValueExW", kStore + u"\\" + name, 5);
-    RunWithLog(machine, [] {
-        LogCurrentPatchInfo(kProduct, u"24.3.20790");
-        LogCleanupRecord(kProduct, true, u"");
-        LogExitState(kProduct, ExitState::Success);
-    });
-    EXPECT_EQ(ReadStoreText(machine), "CleanupTime=dword:6afd55c6\n"
-                                      "CurrentPatchType=\"Incremental\"\n"
-                                      "PatchMarkForDeletionList=\"\"\n");
-    EXPECT_NE(ReadLogText(machine).find("Logged exit state: 0\n"), std::string::npos);
     EXPECT_EQ(FindNumbers(machine, "RegCreateKeyExW"), (std::vector<std::uint64_t>{0, 0x20006}));
 }
 

@@ -95,8 +95,6 @@ TEST(ShellResolution, TheShellIsTheOneInTheFirstActiveSession) {
         {"OtherFolder", {{1, true}}, {{4, 1, u"S-1-5-9", u"C:\\explorer.exe"}}, "none", 0},
         {"NoProcess", {{1, true}}, {}, "none", 0},
         {"SessionUnread", {{0, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "ProcessIdToSessionId", 4},
-        {"NoSessions", {{1, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "WTSEnumerateSessionsW", 0},
-        {"NotOpened", {{1, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "OpenProcess", 0},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
