@@ -48,7 +48,9 @@ TEST(FileContract, ASearchDeliversInNameOrderWhateverTheLetterCase) {
     EXPECT_EQ(names, u"a-1.msp A.MSP b.msp c.msp/ d.mspold e.msp_old " + blankLeftOut +
                          u"_.msp \u00c9.msp ");
     EXPECT_EQ(FindFirstFileW((kFolder + u"search\\*.msx").c_str(), &entry), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(FindFirstFileW((kFolder + u"none\\*.msp").c_str(), &entry), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
 }
 
 TEST(FileContract, ADeletionTellsWhyItFailed) {

@@ -2,6 +2,7 @@
 #include "platform/files.h"
 #include "platform/installer_handle.h"
 #include "support/host_files.h"
+#include "support/package_writer.h"
 
 #include <gtest/gtest.h>
 
@@ -54,6 +55,26 @@ TEST_F(PackageContract, WhatIsNoPackageCannotBeOpened) {
         MSIHANDLE handle = 0;
         EXPECT_NE(MsiOpenDatabaseW(path.c_str(), kReadOnlyPatchFile, &handle), 0U);
     }
+}
+
+TEST_F(PackageContract, AnInstallationDatabaseIsNoPatch) {
+    std::string installation = kPackage;
+    installation.at(installation.find("\x86\x10\x0C")) = '\x84';
+    EXPECT_EQ(Open(installation), ERROR_OPEN_FAILED);
+}
+
+TEST_F(PackageContract, ALongTextAndAFreePlaceInThePoolShiftNoOther) {
+    const test::Package package =
+        test::MakePackage({{"Filler", std::string(70'000, 'f')}, {"Description", "text"}});
+    ASSERT_EQ(Open(test::WritePackage(package)), 0U);
+    ASSERT_EQ(Query(u"SELECT `Property`, `Value` FROM `MsiPatchMetadata`"), 0U);
+    ASSERT_EQ(MsiViewExecute(view_.get().number, 0), 0U);
+    ASSERT_EQ(Fetch(), 0U);
+    ASSERT_EQ(Fetch(), 0U);
+    char16_t value[16] = {};
+    DWORD size = 16;
+    EXPECT_EQ(MsiRecordGetStringW(record_.get().number, 2, value, &size), 0U);
+    EXPECT_EQ(value, std::u16string(u"text"));
 }
 
 TEST_F(PackageContract, RowsAreFetchedAndFieldsAreCutToTheirBuffer) {

@@ -1,5 +1,6 @@
 #include "contract/world.h"
 #include "inventory/installer_query.h"
+#include "platform/clock.h"
 #include "platform/installer.h"
 #include "platform/registry_access.h"
 #include "platform/wide_text.h"
@@ -25,18 +26,22 @@ RegistryKey OpenForWriting(const std::u16string& path) {
     return CreateKey(HKEY_LOCAL_MACHINE, path, KEY_WRITE);
 }
 
+/// The beginning of every code, of which no earlier run has left anything.
+std::u16string BeginCode() {
+    static const std::u16string digits =
+        FormatDecimal(100'000'000 + _time64(nullptr) % 100'000'000);
+    return u"{" + digits.substr(1);
+}
+
 /// The code of the patch that a capital letter stands for.
 std::u16string MakePatchCode(char16_t letter) {
-    std::u16string code = u"{5A17C0DE-0000-0000-0000-000000000000}";
-    code[36] = letter;
-    return code;
+    return BeginCode() + u"-0000-0000-0000-00000000000" + letter + u"}";
 }
 
 /// A product of which nothing is known yet.
 std::u16string MakeProductCode() {
     static int number = 100;
-    const std::u16string digits = FormatDecimal(++number);
-    return u"{5A17C0DE-0000-0000-0001-000000000" + digits + u"}";
+    return BeginCode() + u"-0000-0000-0001-000000000" + FormatDecimal(++number) + u"}";
 }
 
 std::u16string Pack(const std::u16string& code) {
