@@ -101,7 +101,7 @@ TEST(PatchContract, PatchesAreDeliveredByListEntryAndState) {
         Registration registration;
         DWORD filter;
         std::u16string expected;
-        std::u16string underWine = u"";  // where it differs
+        std::u16string underWine = {};  // where it differs
     } cases[] = {
         {"NoList", {}, 15, u" 259"},
         {"InTheOrderOfTheList", {u"BA", u"AB", u"A1B2"}, 15, u"BA 259"},
