@@ -60,15 +60,10 @@ TEST(Preservation, FateOfAPatch) {
     }
 }
 
-TEST(Preservation, FateWithOtherBoundaries) {
-    const PatchRecord old = Make(2, u"", u"2400120604");
-    EXPECT_EQ(DecideFate(old, {kCumulative, u"2400320790", u"2400120604", u"2400120604"}),
-              Fate::KeepLatest)
-        << "the latest goes before the last cumulative";
+TEST(Preservation, WithABaseAboveTheCurrentPatchThereIsNoChain) {
     EXPECT_EQ(DecideFate(Make(2, u"", u"2400320700_incr"),
-                         {kIncremental, u"2400320790", u"2500399999", u"2500399999"}),
-              Fate::Remove)
-        << "with a base above the current patch there is no chain";
+                         {kIncremental, u"2400320790", u"2500399999", u"2500499999"}),
+              Fate::Remove);
 }
 
 TEST(Preservation, CurrentPatchIsTheFirstAppliedOneOfTheVersion) {
