@@ -1,5 +1,6 @@
 #include "inventory/package_metadata.h"
 
+#include "platform/simulated/packages/little_endian.h"
 #include "support/machines.h"
 #include "support/package_writer.h"
 
@@ -146,12 +147,22 @@ TEST(PackageMetadata, ADamagedPackageIsOneThatCannotBeOpenedOrQueried) {
     OverwriteNumber(undecodedAndOff, whole.find(std::string("\4\0\1\0", 4)), 0x00010003);
     Package without = kPackage;
     without.hasTable = false;
+    // The first sector of the texts is moved to the end and cut, so that all behind it would shift.
+    std::string cutStream =
+        WritePackage(MakePackage({{"Description", "text"}, {"Filler", std::string(5'000, 'f')}}));
+    const std::size_t start = FindDirectoryEntry(cutStream, 2) + 116;
+    const std::uint32_t first = platform::simulated::ReadU32(cutStream, start);
+    const auto moved = static_cast<std::uint32_t>(cutStream.size() / 512 - 1);
+    OverwriteNumber(cutStream, cutStream.size() - 512 + std::size_t{4} * moved, first + 1);
+    OverwriteNumber(cutStream, start, moved);
+    cutStream += cutStream.substr((std::size_t{first} + 1) * 512, 512 - 14);
     const struct {
         const char* name;
         std::string bytes;
         std::string log;
         std::size_t undecoded = 0;
     } cases[] = {
+        {"CutStream", cutStream, kNoOpen},
         {"LengthOff", damage(whole.find(std::string("\4\0\1\0", 4)), 0x00010003), kNoOpen},
         {"ReferenceOutside", damage(whole.find(std::string("\7\x80\1\0", 4)) + 4, 0x1000), kNoView},
         {"NotAPatch", WritePackage(other), kNoOpen},

@@ -32,7 +32,7 @@ TEST(InstallerQuery, ReadsANumberAsFarAsItGoes) {
         EXPECT_EQ(ReadDecimalPrefix(text), 0);
 }
 
-// What a patch without a number, a name or a state becomes is in the images of the guards.
+// What else a record holds, or lacks, is in the logs of the images.
 TEST(PatchRecord, APatchWhosePackageCannotBeReadIsLeftOutAndARepeatedOneRepeated) {
     Machine machine = MakeIncrementalMachine();
     FailProperty(machine, 0, u"LocalPackage");
@@ -41,13 +41,8 @@ TEST(PatchRecord, APatchWhosePackageCannotBeReadIsLeftOutAndARepeatedOneRepeated
     RunWithLog(machine, [] {
         const std::vector<PatchRecord> patches = EnumerateProductPatches(kProduct);
         ASSERT_EQ(patches.size(), 6U);
-        const PatchRecord& whole = patches[0];
-        EXPECT_EQ(whole.patchCode, GetPatchCode(1));
-        EXPECT_EQ(whole.localPackage, kCache + u"1.msp");
-        EXPECT_EQ(whole.version, u"24.1.20613");
-        EXPECT_EQ(whole.packageName, u"Upd2400120613_incr.msp");
-        EXPECT_EQ(whole.versionNumber, u"2400120613");
-        EXPECT_EQ(whole.state, 2);
+        EXPECT_EQ(patches[0].patchCode, GetPatchCode(1));
+        EXPECT_EQ(patches[0].localPackage, kCache + u"1.msp");
         EXPECT_EQ(patches[1].packageName + patches[1].versionNumber, u"");
         EXPECT_EQ(patches[5].patchCode, patches[3].patchCode);
     });
