@@ -98,12 +98,50 @@ TEST(FileContract, ADeletionAtTheNextRestartIsAddedToThoseThereAre) {
     }
 }
 
-TEST(FileContract, AFullPathIsMeasuredWithItsTerminator) {
-    const std::pair<const char16_t*, DWORD> cases[] = {
-        {u"D:\\Tools\\shell.exe", 19}, {u"C:\\a\\..\\b.exe", 9}, {u"C:\\a", 5}, {u"", 0}};
-    for (const auto& [path, size] : cases)
-        EXPECT_EQ(GetFullPathNameW(path, 0, nullptr, nullptr), size);
-    EXPECT_GT(GetFullPathNameW(u"shell.exe", 0, nullptr, nullptr), 10U);
+std::u16string GetFullPath(const std::u16string& path) {
+    char16_t text[MAX_PATH] = {};
+    const DWORD length = GetFullPathNameW(path.c_str(), MAX_PATH, text, nullptr);
+    EXPECT_EQ(length, std::u16string(text).size());
+    return text;
+}
+
+TEST(FileContract, AFullPathComesFromTheTextAlone) {
+    const std::pair<std::u16string, std::u16string> cases[] = {
+        {u"D:\\Tools\\shell.exe", u"D:\\Tools\\shell.exe"},
+        {u"c:/test/", u"c:\\test\\"},
+        {u"c:/test  ....   ..   ", u"c:\\test"},
+        {u"c:/test/.. ", u"c:\\test\\"},
+        {u"c:/test./file", u"c:\\test\\file"},
+        {u"c:/test../file", u"c:\\test.\\file"},
+        {u"c:/test.. /file", u"c:\\test.. \\file"},
+        {u"c:///test\\a\\.\\..\\file//", u"c:\\test\\file\\"},
+        {u"C:\\test\\..\\..", u"C:\\"},
+        {u"//foo/", u"\\\\foo\\"},
+        {u"//server/share/a/../../b", u"\\\\server\\share\\b"},
+        {u"//.", u"\\\\.\\"},
+        {u"//./foo/.", u"\\\\.\\foo"},
+        {u"//?/foo/..", u"\\\\?\\"},
+        {u"C:\\none\\nul", u"\\\\.\\nul"},
+        {u"c:Com1.txt", u"\\\\.\\Com1"},
+        {u"C:NUL :x", u"\\\\.\\NUL"},
+        {u"?:", u"?:\\"},
+    };
+    for (const auto& [path, full] : cases)
+        EXPECT_EQ(GetFullPath(path), full);
+    const std::u16string current = GetFullPath(u".");
+    const std::pair<std::u16string, const char16_t*> relative[] = {
+        {u"shell.exe", u"\\shell.exe"},
+        {u"./a/../b", u"\\b"},
+        {u"...", u"\\"},
+        {current.substr(0, 2) + u"a", u"\\a"}};
+    for (const auto& [path, rest] : relative)
+        EXPECT_EQ(GetFullPath(path), current + rest);
+    EXPECT_EQ(GetFullPath(u"\\??\\foo"), current.substr(0, 2) + u"\\??\\foo");
+}
+
+TEST(FileContract, APathIsMeasuredWithItsTerminator) {
+    EXPECT_EQ(GetFullPathNameW(u"D:\\Tools\\shell.exe", 0, nullptr, nullptr), 19U);
+    EXPECT_EQ(GetFullPathNameW(u"", 0, nullptr, nullptr), 0U);
     char16_t windows[MAX_PATH] = {};
     const UINT length = GetWindowsDirectoryW(windows, MAX_PATH);
     EXPECT_EQ(length, std::u16string(windows).size());

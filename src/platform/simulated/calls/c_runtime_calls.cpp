@@ -1,6 +1,7 @@
 #include "platform/c_runtime.h"
 
 #include "platform/simulated/calls/handles.h"
+#include "platform/simulated/machine/full_path.h"
 #include "platform/simulated/machine/machine.h"
 
 namespace platform {

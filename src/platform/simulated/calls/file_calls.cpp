@@ -1,6 +1,7 @@
 #include "platform/files.h"
 
 #include "platform/simulated/calls/failure.h"
+#include "platform/simulated/machine/full_path.h"
 #include "platform/simulated/machine/machine.h"
 #include "platform/simulated/machine/pending_renames.h"
 

@@ -2,6 +2,7 @@
 
 #include "platform/simulated/calls/failure.h"
 #include "platform/simulated/calls/handles.h"
+#include "platform/simulated/machine/full_path.h"
 #include "platform/simulated/machine/machine.h"
 #include "platform/simulated/texts/short_name.h"
 #include "platform/wide_text.h"

@@ -1,6 +1,7 @@
 #include "platform/simulated/machine/drive.h"
 
 #include "platform/files.h"
+#include "platform/simulated/machine/full_path.h"
 
 #include <algorithm>
 #include <fstream>
@@ -12,41 +13,6 @@ namespace platform::simulated {
 namespace {
 
 constexpr std::u16string_view kRoot = u"C:";
-
-bool IsSeparator(char16_t character) {
-    return character == u'\\' || character == u'/';
-}
-
-/// The name in the form in which Windows looks for it: of the last one in a path all blanks and
-/// dots at its end go, of the others a single dot.
-std::u16string_view TrimName(std::u16string_view name, bool isLast) {
-    if (isLast)
-        return name.substr(0, name.find_last_not_of(u". ") + 1);
-    const bool endsInDot = name.ends_with(u'.') && !name.ends_with(u"..");
-    return endsInDot ? name.substr(0, name.size() - 1) : name;
-}
-
-/// Goes down from `root` by all the names of a path, and up for "..", but never above the root.
-std::u16string DescendAll(const std::u16string& root, std::u16string_view path) {
-    std::u16string full = root;
-    while (!path.empty()) {
-        const auto end = std::find_if(path.begin(), path.end(), IsSeparator);
-        const std::u16string_view name =
-            path.substr(0, static_cast<std::size_t>(end - path.begin()));
-        path.remove_prefix(name.size());
-        const bool isLast = path.empty();
-        path.remove_prefix(std::min<std::size_t>(1, path.size()));
-        if (name == u"..")
-            full.resize(std::max(root.size(), std::min(full.rfind(u'\\'), full.size())));
-        else if (const std::u16string_view trimmed = TrimName(name, isLast); !trimmed.empty())
-            full.append(u"\\").append(trimmed);
-    }
-    return full;
-}
-
-bool BeginsWithDrive(std::u16string_view path) {
-    return path.size() >= 3 && path[1] == u':' && IsSeparator(path[2]);
-}
 
 }  // namespace
 
@@ -111,27 +77,6 @@ std::optional<std::string> ReadHostFile(const std::filesystem::path& path) {
 
 std::optional<std::string> ReadContent(const FileNode& node) {
     return node.hostFile.empty() ? node.bytes : ReadHostFile(node.hostFile);
-}
-
-std::optional<std::u16string> ResolvePath(std::u16string_view path) {
-    if (!BeginsWithDrive(path) || ToUpper(path[0]) != kRoot[0] || path.size() >= MAX_PATH)
-        return std::nullopt;
-    return DescendAll(std::u16string(kRoot), path.substr(kRoot.size()));
-}
-
-std::u16string MakeFullPath(std::u16string_view path, const std::u16string& currentDirectory) {
-    std::u16string full;
-    if (BeginsWithDrive(path))
-        full = DescendAll(std::u16string(path.substr(0, 2)), path.substr(2));
-    else if (path.size() > 1 && IsSeparator(path[0]) && IsSeparator(path[1]))
-        full = DescendAll(u"\\", path.substr(2));  // a server's name is the first behind it
-    else if (!path.empty() && IsSeparator(path.front()))
-        full = DescendAll(currentDirectory.substr(0, 2), path);
-    else
-        full = DescendAll(currentDirectory.substr(0, 2),
-                          currentDirectory.substr(2) + u"\\" + std::u16string(path));
-    const bool endsInSeparator = !path.empty() && IsSeparator(path.back());
-    return endsInSeparator || full.size() == 2 ? full + u"\\" : full;
 }
 
 }  // namespace platform::simulated

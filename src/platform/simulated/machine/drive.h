@@ -59,14 +59,4 @@ class Drive {
 /// The whole content of a file, wherever it lies. Nothing if the host's file cannot be read.
 [[nodiscard]] std::optional<std::string> ReadContent(const FileNode& node);
 
-/// An absolute path on drive C: as Windows resolves it before it looks for the file: without ".",
-/// "..", doubled separators, and blanks or dots at the end of a name. Nothing if it is no such path
-/// or is too long for calls that do not opt in to long paths (260 characters or more).
-[[nodiscard]] std::optional<std::u16string> ResolvePath(std::u16string_view path);
-
-/// The full form of a path on any drive, as far as its text tells: relative to the current
-/// directory, without ".", "..", doubled separators, and blanks or dots at the end of a name.
-[[nodiscard]] std::u16string MakeFullPath(std::u16string_view path,
-                                          const std::u16string& currentDirectory);
-
 }  // namespace platform::simulated

@@ -1,6 +1,6 @@
 #include "platform/simulated/machine/faults.h"
 
-#include "platform/simulated/machine/drive.h"
+#include "platform/simulated/machine/full_path.h"
 #include "platform/simulated/texts/letter_case.h"
 
 #include <set>
