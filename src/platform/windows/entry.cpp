@@ -3,6 +3,7 @@
 #include "platform/windows/native.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <exception>
 #include <span>
 #include <string>
@@ -10,10 +11,12 @@
 
 namespace {
 
-/// Keeps every message box away: a service account has no desktop on which somebody could answer
-/// one. An abort would show one, and what an exit runs may need what has just failed.
+/// Keeps every message box away, Windows' own and those of the C runtime: a service account has no
+/// desktop on which somebody could answer one. An abort would show one, and what an exit runs may
+/// need what has just failed.
 void NeverWaitForAnybody() {
     ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
+    ::_set_error_mode(_OUT_TO_STDERR);
     std::set_terminate(
         [] { ::TerminateProcess(::GetCurrentProcess(), platform::kExceptionExitCode); });
 }
