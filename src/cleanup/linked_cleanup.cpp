@@ -205,10 +205,13 @@ LinkedPhase RunLinkedPhase(const std::u16string& productCode, const std::u16stri
 }
 
 bool CleanupLinkedPatches(const std::u16string& productVersion, const std::u16string& productCode,
-                          bool& patchesCleaned, bool simulate) {
-    const LinkedPhase phase = RunLinkedPhase(productCode, productVersion, simulate);
+                          bool& patchesCleaned, bool simulate, LinkedPhase* told) {
+    LinkedPhase phase = RunLinkedPhase(productCode, productVersion, simulate);
     patchesCleaned = phase.patchesCleaned;
-    return !phase.plan.skip;
+    const bool isDone = !phase.plan.skip;
+    if (told != nullptr)
+        *told = std::move(phase);
+    return isDone;
 }
 
 }  // namespace saltrove

@@ -35,9 +35,10 @@ struct LinkedPhase {
 
 /// Runs the phase for a caller to whom its end is enough: true if every patch was evaluated,
 /// whatever became of the single packages, and false if the phase gave up. `patchesCleaned` is set
-/// to whether a package was really deleted or marked.
+/// to whether a package was really deleted or marked, and `told`, unless it is null, to the phase
+/// as it went.
 [[nodiscard]] bool CleanupLinkedPatches(const std::u16string& productVersion,
                                         const std::u16string& productCode, bool& patchesCleaned,
-                                        bool simulate);
+                                        bool simulate, LinkedPhase* told = nullptr);
 
 }  // namespace saltrove

@@ -32,14 +32,16 @@ FileSearch FindFirstPackage(platform::WIN32_FIND_DATAW& found) {
     return FileSearch(search == platform::INVALID_HANDLE_VALUE ? nullptr : search);
 }
 
-LinkedPackages ListLinkedPackages() {
-    LinkedPackages linkedPackages;
-    WalkPatches(nullptr, platform::MSIPATCHSTATE_ALL, [&](const EnumeratedPatch& patch) {
+LinkedList ListLinkedPackages() {
+    LinkedList list;
+    list.end = WalkPatches(nullptr, platform::MSIPATCHSTATE_ALL, [&](const EnumeratedPatch& patch) {
         if (const auto path = GetLocalPackage(patch.patchCode, patch.targetProductCode))
-            linkedPackages.try_emplace(LowerCaseCopy(*path), patch);
+            list.packages.try_emplace(LowerCaseCopy(*path), patch);
+        else
+            list.withoutPath.push_back(patch);
         return Walk::GoOn;
     });
-    return linkedPackages;
+    return list;
 }
 
 bool IsFolder(platform::DWORD attributes) {
@@ -109,13 +111,13 @@ OrphanPhase RunOrphanPhase(bool simulate) {
     WriteRunLog(simulate ? u"========== Phase 3: Orphan Patch Cleanup (SIMULATION MODE) =========="
                          : u"========== Phase 3: Orphan Patch Cleanup ==========");
     OrphanPhase phase;
-    const LinkedPackages linkedPackages = ListLinkedPackages();
+    phase.linked = ListLinkedPackages();
     platform::WIN32_FIND_DATAW found{};
     FileSearch search = FindFirstPackage(found);
     if (!search)
         return phase;
     do {
-        CacheEntry entry = InspectEntry(found, linkedPackages);
+        CacheEntry entry = InspectEntry(found, phase.linked.packages);
         if (IsOrphan(entry))
             entry.outcome = RemoveOrphan(entry, simulate);
         phase.entries.push_back(std::move(entry));
@@ -129,8 +131,8 @@ OrphanPhase RunOrphanPhase(bool simulate) {
 }
 
 void CleanupOrphanPatches(std::int32_t& orphanCount, std::u16string& orphanList,
-                          bool& patchesCleaned, bool simulate) {
-    const OrphanPhase phase = RunOrphanPhase(simulate);
+                          bool& patchesCleaned, bool simulate, OrphanPhase* told) {
+    OrphanPhase phase = RunOrphanPhase(simulate);
     orphanCount = 0;
     orphanList.clear();
     for (const CacheEntry& entry : phase.entries) {
@@ -140,6 +142,8 @@ void CleanupOrphanPatches(std::int32_t& orphanCount, std::u16string& orphanList,
         platform::AppendToList(orphanList, entry.fileName);
     }
     patchesCleaned = patchesCleaned || phase.patchesCleaned;
+    if (told != nullptr)
+        *told = std::move(phase);
 }
 
 }  // namespace saltrove

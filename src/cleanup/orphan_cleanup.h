@@ -21,6 +21,13 @@ namespace saltrove {
 /// several the first, that has its package there.
 using LinkedPackages = std::unordered_map<std::u16string, EnumeratedPatch>;
 
+/// What the list of all products' patches gave.
+struct LinkedList {
+    LinkedPackages packages;
+    std::vector<EnumeratedPatch> withoutPath;  ///< their `LocalPackage` could not be read
+    platform::UINT end = 0;  ///< the error at which the list ended: ERROR_NO_MORE_ITEMS, or another
+};
+
 /// What an entry of the cache folder is. Only an orphan goes.
 enum class EntryKind {
     Folder,
@@ -42,6 +49,7 @@ struct CacheEntry {
 
 /// The phase as it went.
 struct OrphanPhase {
+    LinkedList linked;
     std::vector<CacheEntry> entries;  ///< in the order of the folder
     bool patchesCleaned = false;      ///< a package was really deleted or marked
 };
@@ -62,8 +70,8 @@ struct OrphanPhase {
 /// Runs the phase for a caller to whom its end is enough. `orphanCount` and `orphanList` (file
 /// names joined by ";", in the order of the folder) are set to all orphans found, whatever became
 /// of them. `patchesCleaned` is set if a package was really deleted or marked, and otherwise left
-/// as it was.
+/// as it was. `told`, unless it is null, is set to the phase as it went.
 void CleanupOrphanPatches(std::int32_t& orphanCount, std::u16string& orphanList,
-                          bool& patchesCleaned, bool simulate);
+                          bool& patchesCleaned, bool simulate, OrphanPhase* told = nullptr);
 
 }  // namespace saltrove

@@ -39,30 +39,32 @@ std::optional<std::u16string> GetPatchProperty(const std::u16string& patchCode,
     return ReadBuffer(value);
 }
 
-/// The patch at `index`; nothing at the end of the enumeration and on every error.
-std::optional<EnumeratedPatch> EnumeratePatch(const char16_t* productCode, platform::DWORD filter,
-                                              platform::DWORD index) {
+/// Asks for the patch at `index`, which is set on success alone.
+platform::UINT EnumeratePatch(const char16_t* productCode, platform::DWORD filter,
+                              platform::DWORD index, EnumeratedPatch& patch) {
     std::array<char16_t, kGuidLength + 1> patchCode{};
     std::array<char16_t, kGuidLength + 1> targetProductCode{};
     const platform::UINT status = platform::MsiEnumPatchesExW(
         productCode, nullptr, platform::MSIINSTALLCONTEXT_MACHINE, filter, index, patchCode.data(),
         targetProductCode.data(), nullptr, nullptr, nullptr);
-    if (status != platform::ERROR_SUCCESS)
-        return std::nullopt;
-    return EnumeratedPatch{ReadBuffer(patchCode), ReadBuffer(targetProductCode)};
+    if (status == platform::ERROR_SUCCESS)
+        patch = {ReadBuffer(patchCode), ReadBuffer(targetProductCode)};
+    return status;
 }
 
 }  // namespace
 
-void WalkPatches(const char16_t* productCode, platform::DWORD filter,
-                 const std::function<Walk(const EnumeratedPatch&)>& visit) {
+platform::UINT WalkPatches(const char16_t* productCode, platform::DWORD filter,
+                           const std::function<Walk(const EnumeratedPatch&)>& visit) {
+    EnumeratedPatch patch;
     // An index that came round to 0 would begin the list again.
     constexpr platform::DWORD kEnd = std::numeric_limits<platform::DWORD>::max();
     for (platform::DWORD index = 0; index != kEnd; ++index) {
-        const std::optional<EnumeratedPatch> patch = EnumeratePatch(productCode, filter, index);
-        if (!patch || visit(*patch) == Walk::Stop)
-            return;
+        const platform::UINT status = EnumeratePatch(productCode, filter, index, patch);
+        if (status != platform::ERROR_SUCCESS || visit(patch) == Walk::Stop)
+            return status;
     }
+    return platform::ERROR_NO_MORE_ITEMS;
 }
 
 std::optional<std::u16string> GetLocalPackage(const std::u16string& patchCode,

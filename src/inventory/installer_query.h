@@ -21,9 +21,11 @@ enum class Walk { GoOn, Stop };
 /// Visits the patches of `productCode`, or of all products when it is null, whose state is in
 /// `filter` (a sum of MSIPATCHSTATE_ values), in the order in which Windows Installer delivers
 /// them. Each is asked for when the visit of the one before it has returned. The walk ends when a
-/// visit says so, at the end of the enumeration and at every error alike. Logs nothing.
-void WalkPatches(const char16_t* productCode, platform::DWORD filter,
-                 const std::function<Walk(const EnumeratedPatch&)>& visit);
+/// visit says so, at the end of the enumeration and at every error alike. Returns what the last
+/// call gave: ERROR_SUCCESS if a visit ended the walk, ERROR_NO_MORE_ITEMS at the end. Logs
+/// nothing.
+platform::UINT WalkPatches(const char16_t* productCode, platform::DWORD filter,
+                           const std::function<Walk(const EnumeratedPatch&)>& visit);
 
 /// The path of the patch's cached package, in the spelling that Windows Installer reports; nothing
 /// if it cannot be read or has 260 characters or more. Logs nothing.

@@ -1,18 +1,13 @@
 #include "run/run_driver.h"
 
-#include "cleanup/linked_cleanup.h"
-#include "cleanup/orphan_cleanup.h"
 #include "log/run_log.h"
 #include "platform/clock.h"
 #include "platform/modules.h"
 #include "platform/wide_text.h"
 #include "product/eligibility.h"
-#include "records/cleanup_store.h"
 #include "records/current_patch.h"
 #include "run/run_log_switch.h"
 #include "usercontext/user_launch.h"
-
-#include <optional>
 
 namespace saltrove {
 
@@ -104,7 +99,7 @@ void RelaunchInUserContext(const RunOptions& options) {
 }
 
 /// A normal or simulated run, from its first line to its last; returns the state in which it ended.
-ExitState RunPhases(const RunOptions& options) {
+ExitState RunPhases(const RunOptions& options, RunRecord& record) {
     const nanoseconds runStart = platform::ReadSteadyClock();
     InitRunLog(options.productCode);
     LogBanner(options);
@@ -115,8 +110,9 @@ ExitState RunPhases(const RunOptions& options) {
 
     bool patchesCleaned = false;
     const nanoseconds linkedStart = platform::ReadSteadyClock();
-    const bool isLinkedDone = CleanupLinkedPatches(options.productVersion, options.productCode,
-                                                   patchesCleaned, options.simulate);
+    const bool isLinkedDone =
+        CleanupLinkedPatches(options.productVersion, options.productCode, patchesCleaned,
+                             options.simulate, &record.linked.emplace());
     LogTime(u"Phase 2 execution time: ", linkedStart, platform::ReadSteadyClock());
     if (!isLinkedDone) {
         // One text for every reason to give up; the phase has logged the real one.
@@ -129,7 +125,8 @@ ExitState RunPhases(const RunOptions& options) {
     std::int32_t orphanCount = 0;
     std::u16string orphanList;
     const nanoseconds orphanStart = platform::ReadSteadyClock();
-    CleanupOrphanPatches(orphanCount, orphanList, patchesCleaned, options.simulate);
+    CleanupOrphanPatches(orphanCount, orphanList, patchesCleaned, options.simulate,
+                         &record.orphans.emplace());
     LogTime(u"Phase 3 execution time: ", orphanStart, platform::ReadSteadyClock());
     LogOrphanPatches(options.productCode, orphanCount, orphanList);
     // The second phase has recorded what it did alone; a package of the third counts as well.
@@ -151,12 +148,16 @@ ExitState RunPhases(const RunOptions& options) {
 
 }  // namespace
 
-int RunProgram(std::span<const std::u16string> arguments) {
+int RunProgram(std::span<const std::u16string> arguments, RunRecord* record) {
+    RunRecord unwanted;
+    RunRecord& told = record != nullptr ? *record : unwanted;
+    told = {};
     if (arguments.size() != 3 && arguments.size() != 4)
         return kExitCodeUsage;
     RunOptions options{.productCode = arguments[1], .productVersion = arguments[2]};
     if (!IsInstallerAvailable()) {
-        LogExitState(options.productCode, ExitState::MsiUnavailable);
+        told.exitState = ExitState::MsiUnavailable;
+        LogExitState(options.productCode, *told.exitState);
         return kExitCodeSuccess;
     }
     if (arguments[2] == kUserContextArgument) {
@@ -165,8 +166,9 @@ int RunProgram(std::span<const std::u16string> arguments) {
     }
     options.simulate =
         arguments.size() == 4 && platform::EqualsIgnoringAsciiCase(arguments[3], u"simulate");
-    const ExitState exitState = RunPhases(options);
-    LogExitState(options.productCode, exitState);
+    told.simulate = options.simulate;
+    told.exitState = RunPhases(options, told);
+    LogExitState(options.productCode, *told.exitState);
     CloseRunLog();
     return kExitCodeSuccess;
 }
