@@ -13,6 +13,7 @@
 #include <random>
 #include <set>
 #include <sstream>
+#include <unistd.h>
 
 namespace replay {
 namespace {
@@ -157,7 +158,11 @@ TEST_F(Replay, AnEmptyImageIsAMachineWithoutArguments) {
     EXPECT_EQ(RunReplayWith({image_.string()}), 1);
     EXPECT_NE(out_.find("The run log was off."), std::string::npos);
     EXPECT_NE(out_.find("Registry values\n  none changed\n"), std::string::npos);
-    EXPECT_EQ(err_, "");
+    const std::string warning = "saltrove-replay: " + image_.string() + ": warning: ";
+    EXPECT_EQ(err_,
+              warning + "no registry export (*.reg): the machine knows no product\n" + warning +
+                  "no folder C: the machine has no packages and no folder for a log\n" + warning +
+                  "no arguments, neither in args.txt nor behind --: the run does nothing\n");
     EXPECT_EQ(RunReplayWith({image_.string(), "--", "{4D2E}", "1.0", "x", "y"}), 1);
     EXPECT_EQ(RunReplayWith({image_.string(), "--", "{4D2E}", ""}), 0);
     EXPECT_NE(out_.find("CurrentPatchVersion: (none) -> \"\"\n"), std::string::npos);
@@ -199,6 +204,29 @@ TEST_F(Replay, AnImageThatCannotBeReadIsNamedAndNothingIsWritten) {
     EXPECT_NE(err_.find("none: not a folder"), std::string::npos);
 }
 
+#ifndef _WIN32
+TEST_F(Replay, WhatTheHostCannotReadIsNeverAnAnswerOfTheMachine) {
+    fs::create_symlink("nowhere", image_ / "machine.ini");
+    EXPECT_EQ(RunReplayWith({image_.string()}), kExitBadImage);
+    EXPECT_NE(err_.find("machine.ini: a link to nothing\n"), std::string::npos) << err_;
+    fs::remove_all(image_);
+    fs::copy(SALTROVE_SAMPLES "/incremental", image_, fs::copy_options::recursive);
+    const fs::path package = image_ / "C/Windows/Installer/5a01c3.msp";
+    fs::permissions(package, fs::perms::none);
+    // The superuser may read everything, and nobody is not the superuser.
+    const bool isSuperuser = ::geteuid() == 0 && ::seteuid(65534) == 0;
+    const fs::path out = folder_ / "out";
+    const int status = RunReplayWith({image_.string()});
+    const int pilotStatus = RunReplayWith({image_.string(), SALTROVE_SAMPLES "/incremental"});
+    ASSERT_TRUE(!isSuperuser || ::seteuid(0) == 0);
+    EXPECT_EQ(status, kExitBadImage);
+    EXPECT_EQ(pilotStatus, kExitBadImage);
+    EXPECT_EQ(err_, "saltrove-replay: " + package.string() + ": Permission denied\n");
+    EXPECT_NE(out_.find("not readable "), std::string::npos);
+    fs::permissions(package, fs::perms::owner_all);
+}
+#endif
+
 TEST_F(Replay, AFileThatNoWindowsMachineCanHaveIsNamed) {
     if (fs::path::preferred_separator == '\\')
         GTEST_SKIP() << "such files cannot be made here";
@@ -218,6 +246,83 @@ TEST_F(Replay, AFileThatNoWindowsMachineCanHaveIsNamed) {
     EXPECT_NE(err_.find("C/link: a symbolic link"), std::string::npos);
 }
 
+TEST_F(Replay, DoubtsAnImageThatMayNotBeWhatWasMeant) {
+    const std::string product = "{5B7A90E1-4D2E-4C19-8A54-EC83016FC300}";
+    fs::copy(SALTROVE_SAMPLES "/incremental", image_, fs::copy_options::recursive);
+    EXPECT_EQ(RunReplayWith({image_.string()}), 0);
+    EXPECT_EQ(err_, "");
+    Write("exports/deep/a.REG", "");
+    Write("policy.reg.txt", "");
+    fs::rename(image_ / "C", image_ / "c");
+    const struct {
+        std::string argument;
+        std::string doubt;
+    } cases[] = {
+        {product, "exports/deep/a.REG is not read"},
+        {product, "policy.reg.txt is not read"},
+        {product, "c is not read: drive C: is the folder C"},
+        {product, "no folder C: "},
+        {"{5b7a90e1-4D2E-4C19-8A54-EC83016FC300}", "EC83016FC300}\" is " + product + " on this"},
+        {"{5B7A90E1-4D2E-4C19-8A54-EC83016FC301}", "of no product that this machine knows"},
+        {"5B7A90E1-4D2E-4C19-8A54-EC83016FC300", "is no GUID in braces"},
+    };
+    for (const auto& row : cases) {
+        RunReplayWith({image_.string(), "--", row.argument, "1.0"});
+        EXPECT_NE(err_.find(row.doubt), std::string::npos) << row.doubt << "\n" << err_;
+        EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), row.argument == product ? 4 : 5);
+    }
+}
+
+TEST_F(Replay, RehearsesWithTheLogOnAForcedRunOrAnotherTime) {
+    const std::string image = SALTROVE_SAMPLES "/too-recent";
+    const std::string state = "ExitState: (none) -> dword ";
+    const struct {
+        std::vector<std::string> options;
+        std::string text;
+    } cases[] = {{{}, state + "4\n"},
+                 {{"--force"}, state + "0\n"},
+                 {{"--now", "2030-01-01T00:00:00Z"}, state + "5\n"},
+                 {{"--now", "2030-01-01T00:00:00.5Z"}, ""},
+                 {{"--now", "2030-01-01T00:00:00.500Z"}, "[2030-01-01 "}};
+    for (const auto& row : cases) {
+        std::vector<std::string> arguments = row.options;
+        arguments.push_back(image);
+        EXPECT_EQ(RunReplayWith(arguments), row.text.empty() ? kExitUsage : 0);
+        EXPECT_NE(out_.find(row.text), std::string::npos) << row.text << out_;
+    }
+    // The log's switch and folder are part of the machine; the run did not change them.
+    fs::copy(SALTROVE_IMAGES "/log-off", image_, fs::copy_options::recursive);
+    fs::remove_all(image_ / "C/Windows/Temp");
+    EXPECT_EQ(RunReplayWith({"--log", image_.string()}), 0);
+    EXPECT_NE(out_.find("Exit State: 0 (Success)\n"), std::string::npos) << out_;
+    EXPECT_EQ(out_.find("EnablePatchCleanuplog"), std::string::npos);
+}
+
+TEST_F(Replay, SumsUpSeveralImages) {
+    const std::string samples = SALTROVE_SAMPLES;
+    const std::string images = SALTROVE_IMAGES;
+    EXPECT_EQ(RunReplayWith({samples + "/incremental", images + "/orphans-simulated",
+                             images + "/five-arguments", folder_.string() + "/none",
+                             samples + "/too-recent"}),
+              kExitBadImage);
+    EXPECT_EQ(err_, "saltrove-replay: " + folder_.string() + "/none: not a folder\n");
+    std::vector<std::string> lines;
+    std::istringstream table(out_);
+    for (std::string line; std::getline(table, line);) {
+        // Columns are two blanks or more apart.
+        std::string cells;
+        for (const char character : line.substr(0, line.rfind("  ")))
+            if (character != ' ' || cells.empty() || cells.back() != ' ')
+                cells += character;
+        lines.push_back(cells);
+    }
+    EXPECT_EQ(lines, (std::vector<std::string>{
+                         "state kept deleted at restart orphans bytes now bytes at restart",
+                         "0 done 6 3 1 2 10752 3584", "0 done, simulated 1 4 0 4 14336 0",
+                         "no run 0 0 0 0 0 0", "not readable 0 0 0 0 0 0",
+                         "4 too recent 0 0 0 0 0 0", "sum 7 7 1 6 25088 3584"}));
+}
+
 TEST_F(Replay, AWrongCommandLineGivesTheUsage) {
     const std::string image = image_.string();
     Write("args.txt", "x");
@@ -227,7 +332,15 @@ TEST_F(Replay, AWrongCommandLineGivesTheUsage) {
     } cases[] = {
         {{}, "IMAGE is missing"},
         {{"--", "a"}, "IMAGE is missing"},
-        {{image, image}, "more than one IMAGE"},
+        {{image, image, "--out", "x"}, "--out is for one IMAGE alone"},
+        {{image, "--now"}, "--now needs a value"},
+        {{image, "--now", "2026-02-29T00:00:00Z"}, "(such as 2026-11-18T07:37:42Z)"},
+        {{image, "--log"},
+         "--log: the product code \"x\" names no product, and the log's switch "
+         "is a value of the product's"},
+        {{image, "--force"},
+         "--force: the product code \"x\" is of no known release track, for "
+         "which there is no policy"},
         {{image, "--out"}, "--out needs a value"},
         {{image, "--out", "--", "a"}, "--out needs a value"},
         {{image, "--frobnicate"}, "--frobnicate is not an option"},
@@ -240,7 +353,8 @@ TEST_F(Replay, AWrongCommandLineGivesTheUsage) {
     };
     for (const auto& row : cases) {
         EXPECT_EQ(RunReplayWith(row.arguments), kExitUsage) << row.error;
-        EXPECT_NE(err_.find(row.error + "\nusage: saltrove-replay IMAGE"), std::string::npos)
+        EXPECT_NE(err_.find(row.error + "\nusage: saltrove-replay [OPTION...] IMAGE"),
+                  std::string::npos)
             << err_;
         EXPECT_EQ(out_, "");
     }
@@ -249,7 +363,7 @@ TEST_F(Replay, AWrongCommandLineGivesTheUsage) {
 
 TEST_F(Replay, TellsHelpAndVersion) {
     EXPECT_EQ(RunReplayWith({"--help"}), 0);
-    EXPECT_TRUE(out_.starts_with("usage: saltrove-replay IMAGE [--out DIR] [-- ARGUMENT...]\n"));
+    EXPECT_TRUE(out_.starts_with("usage: saltrove-replay [OPTION...] IMAGE... [-- ARGUMENT...]\n"));
     EXPECT_EQ(RunReplayWith({"--version"}), 0);
     EXPECT_TRUE(out_.starts_with("saltrove-replay 0."));
     EXPECT_EQ(err_, "");

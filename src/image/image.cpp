@@ -69,6 +69,11 @@ std::vector<fs::path> FindRegFiles(const fs::path& folder) {
     return paths;
 }
 
+/// Whether something has this path, if only a link that leads nowhere.
+bool IsThere(const fs::path& path) {
+    return fs::exists(fs::symlink_status(path));
+}
+
 FileNode DescribeFile(const fs::directory_entry& entry) {
     FileNode node;
     node.isDirectory = false;
@@ -134,14 +139,14 @@ Image ReadImage(const fs::path& folder) {
     try {
         if (!fs::is_directory(folder))
             throw ImageError(folder.string(), 0, "not a folder");
-        if (const fs::path path = folder / kMachineIni; fs::exists(path))
+        if (const fs::path path = folder / kMachineIni; IsThere(path))
             ReadMachineIni(path.string(), ReadBytes(path), image.machine);
         for (const fs::path& path : FindRegFiles(folder))
             ReadRegFile(path.string(), ReadBytes(path), image.machine.process.account,
                         image.machine.registry);
-        if (const fs::path path = folder / kDriveC; fs::exists(path))
+        if (const fs::path path = folder / kDriveC; IsThere(path))
             LoadDirectory(path, u"C:", image.machine.drive);
-        if (const fs::path path = folder / kArguments; fs::exists(path))
+        if (const fs::path path = folder / kArguments; IsThere(path))
             image.arguments = ReadArguments(path);
     } catch (const fs::filesystem_error& error) {
         throw ImageError(error.path1().string(), 0, error.code().message());

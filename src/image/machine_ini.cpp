@@ -2,6 +2,7 @@
 
 #include "image/image_error.h"
 #include "image/text_file.h"
+#include "image/utc_time.h"
 #include "platform/simulated/texts/unicode.h"
 
 #include <algorithm>
@@ -80,34 +81,11 @@ std::u16string ParsePath(std::u16string_view text) {
     return std::u16string(text);
 }
 
-/// Whether `text` has the form of `sample`, in which 0 stands for any digit.
-bool HasForm(std::u16string_view text, std::u16string_view sample) {
-    return std::equal(text.begin(), text.end(), sample.begin(), sample.end(),
-                      [](char16_t character, char16_t expected) {
-                          return expected == u'0' ? character >= u'0' && character <= u'9'
-                                                  : character == expected;
-                      });
-}
-
-std::chrono::sys_time<std::chrono::milliseconds> ParseUtc(std::u16string_view text) {
-    const auto number = [&](std::size_t place, std::size_t length) {
-        int value = 0;
-        for (const char16_t digit : text.substr(place, length))
-            value = value * 10 + (digit - u'0');
-        return value;
-    };
-    const bool hasMilliseconds = HasForm(text, u"0000-00-00T00:00:00.000Z");
-    if (hasMilliseconds || HasForm(text, u"0000-00-00T00:00:00Z")) {
-        const std::chrono::year_month_day date(
-            std::chrono::year(number(0, 4)),
-            std::chrono::month(static_cast<unsigned>(number(5, 2))),
-            std::chrono::day(static_cast<unsigned>(number(8, 2))));
-        if (date.ok() && number(11, 2) < 24 && number(14, 2) < 60 && number(17, 2) < 60)
-            return std::chrono::sys_days(date) + std::chrono::hours(number(11, 2)) +
-                   std::chrono::minutes(number(14, 2)) + std::chrono::seconds(number(17, 2)) +
-                   std::chrono::milliseconds(hasMilliseconds ? number(20, 3) : 0);
-    }
-    throw LineError(Quote(text) + " is not a time in UTC (such as 2026-11-18T07:37:42.123Z)");
+std::chrono::sys_time<std::chrono::milliseconds> ParseTime(std::u16string_view text) {
+    const auto time = ParseUtc(text);
+    if (!time)
+        throw LineError(Quote(text) + " is not a time in UTC (such as 2026-11-18T07:37:42.123Z)");
+    return *time;
 }
 
 [[noreturn]] void RejectKey(std::u16string_view key, const std::string& known) {
@@ -128,7 +106,7 @@ void ReadProcess(Machine& machine, std::u16string_view key, std::u16string_view 
 void ReadClock(Machine& machine, std::u16string_view key, std::u16string_view value) {
     constexpr int kMinutesInDay = 24 * 60;
     if (key == u"utc")
-        machine.clock.utc = ParseUtc(value);
+        machine.clock.utc = ParseTime(value);
     else if (key == u"offset")
         machine.clock.offset = std::chrono::minutes(
             ParseNumber(value, -kMinutesInDay, kMinutesInDay, "a number of minutes"));

@@ -43,10 +43,11 @@ std::u16string DecodeUtf16(const std::string& file, std::string_view bytes) {
 }  // namespace
 
 std::string ReadBytes(const std::filesystem::path& path) {
-    std::optional<std::string> bytes = platform::simulated::ReadHostFile(path);
-    if (!bytes)
-        throw ImageError(path.string(), 0, "not a file that can be read");
-    return *std::move(bytes);
+    try {
+        return platform::simulated::ReadHostFile(path);
+    } catch (const platform::simulated::HostFileError& error) {
+        throw ImageError(path.string(), 0, error.what());
+    }
 }
 
 std::u16string DecodeText(const std::string& file, std::string_view bytes) {

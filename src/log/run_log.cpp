@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace saltrove {
 
@@ -35,6 +36,7 @@ enum class LogState {
 struct RunLog {
     LogState state = LogState::Off;
     LogFile file;
+    std::optional<char16_t> cutAt;  ///< the character that ended the log
 };
 
 RunLog runLog;
@@ -71,14 +73,18 @@ bool WriteLine(const std::u16string& line) {
                    [](char16_t character) { return static_cast<char>(character); });
     if (platform::fwrite(bytes.data(), 1, bytes.size(), runLog.file.get()) != bytes.size())
         return false;
-    // A line that was cut is not flushed: it stays with the C library until the file is closed.
-    return end == line.end() && platform::fflush(runLog.file.get()) == 0;
+    if (end != line.end()) {
+        // A line that was cut is not flushed: it stays with the C library until the file is closed.
+        runLog.cutAt = *end;
+        return false;
+    }
+    return platform::fflush(runLog.file.get()) == 0;
 }
 
 }  // namespace
 
 void TurnRunLog(bool isOn) {
-    runLog = RunLog{.state = isOn ? LogState::On : LogState::Off, .file = nullptr};
+    runLog = RunLog{.state = isOn ? LogState::On : LogState::Off, .file = nullptr, .cutAt = {}};
 }
 
 void WriteRunLog(std::u16string_view text) {
@@ -91,8 +97,9 @@ void WriteRunLog(std::u16string_view text) {
         runLog.state = LogState::Failed;
 }
 
-void CloseRunLog() {
-    runLog = RunLog{};
+std::optional<char16_t> CloseRunLog() {
+    const RunLog closed = std::exchange(runLog, {});
+    return closed.cutAt;
 }
 
 }  // namespace saltrove

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 
 /// The run log: the tool's only diagnostic output, a text file that grows from run to run.
@@ -22,7 +23,8 @@ void TurnRunLog(bool isOn);
 void WriteRunLog(std::u16string_view text);
 
 /// Closes the file, which writes out the cut line of a log that ended early, and turns the log off:
-/// the state in which a process starts. To be called at the end of the process.
-void CloseRunLog();
+/// the state in which a process starts. To be called at the end of the process. Returns the
+/// character that ended the log early, if one did.
+std::optional<char16_t> CloseRunLog();
 
 }  // namespace saltrove

@@ -7,8 +7,6 @@
 #include "product/cleanup_key.h"
 #include "product/product_track.h"
 
-#include <optional>
-
 namespace saltrove {
 
 namespace {
@@ -34,7 +32,7 @@ std::optional<platform::DWORD> ReadPatchCleanFlag(const std::u16string& keyPath)
         WriteRunLog(u"FeatureLockDown registry key not found. Falling back to default behavior.");
         return std::nullopt;
     }
-    const std::optional<platform::DWORD> flag = platform::QueryDword(key, u"PatchCleanFlag");
+    const std::optional<platform::DWORD> flag = platform::QueryDword(key, kPolicyValue);
     key.reset();
     if (!flag)
         WriteRunLog(u"PatchCleanupEnabled value not found in registry. Falling back to default "
@@ -44,17 +42,22 @@ std::optional<platform::DWORD> ReadPatchCleanFlag(const std::u16string& keyPath)
 
 }  // namespace
 
-FeatureLockState GetPatchCleanupFeatureLockState(const std::u16string& productCode) {
+std::optional<std::u16string> GetPolicyKeyPath(const std::u16string& productCode) {
     const std::optional<ProductTrack> track = GetProductTrack(productCode);
-    if (!track) {
+    if (!track)
+        return std::nullopt;
+    return u"SOFTWARE\\Policies\\Kelvane" + BuildFamilyAndTrackPath(productCode, *track) +
+           u"\\FeatureLockDown";
+}
+
+FeatureLockState GetPatchCleanupFeatureLockState(const std::u16string& productCode) {
+    const std::optional<std::u16string> keyPath = GetPolicyKeyPath(productCode);
+    if (!keyPath) {
         WriteRunLog(u"GetPatchCleanupFeatureLockState: Unknown product track from ProductCode.");
         return FeatureLockState::NotSet;
     }
-    const std::u16string keyPath = u"SOFTWARE\\Policies\\Kelvane" +
-                                   BuildFamilyAndTrackPath(productCode, *track) +
-                                   u"\\FeatureLockDown";
-    WriteRunLog(u"GetPatchCleanupFeatureLockState: Checking registry at " + keyPath);
-    const std::optional<platform::DWORD> flag = ReadPatchCleanFlag(keyPath);
+    WriteRunLog(u"GetPatchCleanupFeatureLockState: Checking registry at " + *keyPath);
+    const std::optional<platform::DWORD> flag = ReadPatchCleanFlag(*keyPath);
     if (!flag)
         return FeatureLockState::NotSet;
     switch (*flag) {

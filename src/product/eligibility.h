@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 /// Whether this machine may be cleaned now: by policy, by the time since the last cleanup, and by
@@ -14,6 +15,13 @@ enum class FeatureLockState : std::int32_t {
     Disabled = 0,  ///< the cleanup is forbidden
     Enabled = 1,   ///< the cleanup is forced, past interval and sample
 };
+
+/// The policy value: a REG_DWORD of 0 forbids a cleanup, of 1 forces it.
+inline constexpr const char16_t* kPolicyValue = u"PatchCleanFlag";
+
+/// The path of the key in HKEY_LOCAL_MACHINE in which policy for the product's family and track
+/// stands; nothing for an unknown track.
+[[nodiscard]] std::optional<std::u16string> GetPolicyKeyPath(const std::u16string& productCode);
 
 /// Reads the policy value `PatchCleanFlag` of the product's family and track. Only a REG_DWORD of 0
 /// or 1 is a policy. Logs where it looks and what it finds.

@@ -1,5 +1,6 @@
 #include "replay/command_line.h"
 
+#include "image/utc_time.h"
 #include "platform/simulated/texts/unicode.h"
 
 #include <getopt.h>
@@ -9,11 +10,12 @@
 
 namespace replay {
 
-const char* const kUsage = "usage: saltrove-replay IMAGE [--out DIR] [-- ARGUMENT...]\n";
+const char* const kUsage = "usage: saltrove-replay [OPTION...] IMAGE... [-- ARGUMENT...]\n";
 
 const char* const kHelp = R"(
 Runs Saltrove on the machine that the image IMAGE describes, and prints the run
-log and what the run changed. IMAGE itself is never changed.
+log and what the run changed. IMAGE itself is never changed. Of several images
+it prints one line each, and their sum.
 
 IMAGE is a folder; each part of it may be missing:
   machine.ini  the process, clock, sessions, processes and faults
@@ -24,12 +26,17 @@ IMAGE is a folder; each part of it may be missing:
 Options:
   --out DIR      write the machine as it is after the run to DIR, as an image;
                  DIR must be empty or not exist
+  --log          as if the run log were on
+  --force        as if policy forced the run, past the interval and the sample
+  --now TIME     as if it were TIME, in UTC, such as 2026-11-18T07:37:42Z
   -- ARGUMENT... the command line of the run, instead of args.txt
   --help         print this help
   --version      print the version
 
-Exit status: that of the run; 64 for a wrong command line, 65 for an image that
-cannot be read, 74 if DIR or the output cannot be written.
+Exit status: that of the run, or 0 for several images; 64 for a wrong command
+line, 65 for an image that cannot be read, 74 if DIR or the output cannot be
+written. What makes an image look as though something else was meant is said on
+standard error and changes nothing.
 )";
 
 namespace {
@@ -48,10 +55,21 @@ std::vector<std::u16string> DecodeArguments(std::vector<std::string>::const_iter
     return decoded;
 }
 
+std::chrono::sys_time<std::chrono::milliseconds> ParseNow(const std::string& text) {
+    const auto time = image::ParseUtc(DecodeUtf8(text).value_or(u""));
+    if (!time)
+        throw UsageError("--now: \"" + text +
+                         "\" is not a time in UTC (such as 2026-11-18T07:37:42Z)");
+    return *time;
+}
+
 /// Reads the options in front of "--" with getopt_long, which reports nothing by itself here.
 void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
-    enum Option { kOut = 1, kHelpOption, kVersionOption };
+    enum Option { kOut = 1, kLog, kForce, kNow, kHelpOption, kVersionOption };
     const option known[] = {{"out", required_argument, nullptr, kOut},
+                            {"log", no_argument, nullptr, kLog},
+                            {"force", no_argument, nullptr, kForce},
+                            {"now", required_argument, nullptr, kNow},
                             {"help", no_argument, nullptr, kHelpOption},
                             {"version", no_argument, nullptr, kVersionOption},
                             {nullptr, 0, nullptr, 0}};
@@ -66,6 +84,15 @@ void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
         case kOut:
             options.out = optarg;
             break;
+        case kLog:
+            options.rehearsal.log = true;
+            break;
+        case kForce:
+            options.rehearsal.force = true;
+            break;
+        case kNow:
+            options.rehearsal.now = ParseNow(optarg);
+            break;
         case kHelpOption:
             options.wantsHelp = true;
             break;
@@ -73,7 +100,7 @@ void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
             options.wantsVersion = true;
             break;
         case ':':
-            throw UsageError("--out needs a value");
+            throw UsageError(std::string(optopt == kNow ? "--now" : "--out") + " needs a value");
         default:
             // A short option is told by its letter, a long one by its place.
             throw UsageError((optopt != 0 ? std::string("-") + static_cast<char>(optopt)
@@ -83,9 +110,11 @@ void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
     }
     if (options.wantsHelp || options.wantsVersion)
         return;
-    if (count - optind != 1)
-        throw UsageError(count == optind ? "IMAGE is missing" : "more than one IMAGE");
-    options.image = pointers[static_cast<std::size_t>(optind)];
+    options.images.assign(pointers.begin() + optind, pointers.begin() + count);
+    if (options.images.empty())
+        throw UsageError("IMAGE is missing");
+    if (options.images.size() > 1 && options.out)
+        throw UsageError("--out is for one IMAGE alone");
 }
 
 }  // namespace

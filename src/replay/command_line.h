@@ -1,5 +1,7 @@
 #pragma once
 
+#include "replay/rehearsal.h"
+
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
@@ -18,7 +20,8 @@ class UsageError : public std::runtime_error {
 struct Options {
     bool wantsHelp = false;
     bool wantsVersion = false;
-    std::filesystem::path image;
+    std::vector<std::filesystem::path> images;  ///< at least one
+    Rehearsal rehearsal;
     std::optional<std::filesystem::path> out;
     std::optional<std::vector<std::u16string>> runArguments;  ///< instead of args.txt
 };

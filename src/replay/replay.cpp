@@ -1,11 +1,14 @@
 #include "replay/replay.h"
 
+#include "image/escape.h"
 #include "image/image.h"
 #include "image/image_error.h"
 #include "log/run_log.h"
 #include "platform/simulated/machine/machine.h"
 #include "platform/simulated/texts/command_line.h"
 #include "replay/command_line.h"
+#include "replay/doubts.h"
+#include "replay/pilot.h"
 #include "replay/report.h"
 #include "run/run_driver.h"
 
@@ -46,7 +49,7 @@ std::string ReadLog(const Drive& drive) {
     const auto* node = drive.Find(saltrove::kRunLogPath);
     if (node == nullptr || node->isDirectory)
         return {};
-    return platform::simulated::ReadContent(*node).value_or("");
+    return platform::simulated::ReadContent(*node);
 }
 
 /// Runs the program as one process of the machine.
@@ -61,7 +64,7 @@ ProcessReport RunProcess(Machine& machine, const std::vector<std::u16string>& ar
     ProcessReport report;
     {
         const MachineScope scope(machine);
-        report.exitCode = saltrove::RunProgram(arguments);
+        report.exitCode = saltrove::RunProgram(arguments, &report.record);
     }
     report.leftOpen = machine.open.Count();
     machine.open = {};  // what a process leaves open ends with it
@@ -97,16 +100,61 @@ RunReport RunOnMachine(Machine& machine, std::vector<std::u16string> arguments) 
     return report;
 }
 
-int ReplayImage(const Options& options, std::ostream& out, bool isColoured) {
-    image::Image loaded = image::ReadImage(options.image);
+/// A run on an image, and the machine in front of it and behind it.
+struct Replayed {
+    Drive driveBefore;
+    Machine machine;
+    RunReport report;
+};
+
+/// Runs the program on one image; doubts about it go to `err`.
+Replayed ReplayImage(const Options& options, const fs::path& folder, std::ostream& err) {
+    image::Image loaded = image::ReadImage(folder);
+    const std::vector<std::u16string> arguments = options.runArguments.value_or(loaded.arguments);
+    for (const std::string& doubt : ListDoubts(folder, loaded.machine, arguments))
+        err << "saltrove-replay: " << image::EscapeControls(folder.string())
+            << ": warning: " << doubt << "\n";
+    ApplyRehearsal(options.rehearsal, arguments.empty() ? std::u16string() : arguments.front(),
+                   loaded.machine);
+    Replayed replayed{loaded.machine.drive, std::move(loaded.machine), {}};
+    try {
+        replayed.report = RunOnMachine(replayed.machine, arguments);
+    } catch (const platform::simulated::HostFileError& error) {
+        throw image::ImageError(error.path.string(), 0, error.what());
+    }
+    return replayed;
+}
+
+int ReportOneImage(const Options& options, std::ostream& out, std::ostream& err, bool isColoured) {
+    const fs::path& folder = options.images.front();
     if (options.out)
-        CheckOutFolder(options.image, *options.out);
-    const RunReport report =
-        RunOnMachine(loaded.machine, options.runArguments.value_or(loaded.arguments));
-    out << FormatReport(report, isColoured);
+        CheckOutFolder(folder, *options.out);
+    const Replayed replayed = ReplayImage(options, folder, err);
+    out << FormatReport(replayed.report, isColoured);
     if (options.out)
-        image::WriteImage(loaded.machine, options.image, *options.out);
-    return report.run.exitCode;
+        image::WriteImage(replayed.machine, folder, *options.out);
+    return replayed.report.run.exitCode;
+}
+
+/// One line for each image. One that cannot be read has a line too.
+int ReportPilot(const Options& options, std::ostream& out, std::ostream& err) {
+    std::vector<RunSummary> summaries;
+    int status = 0;
+    for (const fs::path& folder : options.images) {
+        RunSummary summary;
+        try {
+            const Replayed replayed = ReplayImage(options, folder, err);
+            summary = SummarizeRun(replayed.report.run.record, replayed.driveBefore);
+        } catch (const image::ImageError& error) {
+            err << "saltrove-replay: " << error.what() << "\n";
+            summary.state = "not readable";
+            status = kExitBadImage;
+        }
+        summary.image = folder.string();
+        summaries.push_back(std::move(summary));
+    }
+    out << FormatPilot(summaries);
+    return status;
 }
 
 }  // namespace
@@ -121,7 +169,8 @@ int RunReplay(const std::vector<std::string>& arguments, std::ostream& out, std:
         else if (options.wantsVersion)
             out << "saltrove-replay " SALTROVE_VERSION "\n";
         else
-            status = ReplayImage(options, out, isColoured);
+            status = options.images.size() == 1 ? ReportOneImage(options, out, err, isColoured)
+                                                : ReportPilot(options, out, err);
         if (out.flush())
             return status;
         err << "saltrove-replay: the output cannot be written\n";

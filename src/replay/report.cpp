@@ -7,6 +7,8 @@
 #include "platform/wide_text.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 
 namespace replay {
 
@@ -43,8 +45,31 @@ class ReportWriter {
     std::string text_;
 };
 
+/// The packages that the run could not read, in the order in which it tried.
+std::vector<std::string> ListUnreadPackages(const saltrove::RunRecord& record) {
+    std::vector<std::string> packages;
+    if (!record.orphans)
+        return packages;
+    for (const saltrove::CacheEntry& entry : record.orphans->entries) {
+        if (entry.failure)
+            packages.push_back("(" + EncodeUtf8(entry.fileName) + ", error " +
+                               std::to_string(entry.failure->error) + ")");
+    }
+    return packages;
+}
+
+/// A character by its number, such as U+4E2D.
+std::string DescribeCharacter(char16_t character) {
+    std::array<char, 8> number{};
+    std::snprintf(number.data(), number.size(), "U+%04X", static_cast<unsigned>(character));
+    return number.data();
+}
+
 /// The lines of the log: its bytes are the characters U+0001 to U+00FF, and its lines end in CR LF.
-void ReportLogLines(std::string_view bytes, ReportWriter& writer) {
+void ReportLogLines(const ProcessReport& report, ReportWriter& writer) {
+    std::vector<std::string> unread = ListUnreadPackages(report.record);
+    auto nextUnread = unread.begin();
+    std::string_view bytes = report.logBytes;
     while (!bytes.empty()) {
         const std::string_view line = bytes.substr(0, bytes.find("\r\n"));
         bytes.remove_prefix(std::min(line.size() + 2, bytes.size()));
@@ -52,7 +77,13 @@ void ReportLogLines(std::string_view bytes, ReportWriter& writer) {
         for (const char byte : line)
             text.push_back(static_cast<unsigned char>(byte));
         writer.WriteLine(0, EncodeUtf8(text));
+        // Only these lines are about a package that they do not name, one line a package.
+        if (text.find(u"]   [FAIL] ") != std::u16string::npos && nextUnread != unread.end())
+            writer.WriteLine(2, *nextUnread++);
     }
+    if (report.record.logCutAt)
+        writer.WriteLine(1, "(the log ends here: " + DescribeCharacter(*report.record.logCutAt) +
+                                " cannot stand in it)");
 }
 
 void ReportLog(const ProcessReport& report, ReportWriter& writer) {
@@ -68,7 +99,7 @@ void ReportLog(const ProcessReport& report, ReportWriter& writer) {
         break;
     case LogFate::Written:
         writer.WriteHeading("Run log, added to " + path);
-        ReportLogLines(report.logBytes, writer);
+        ReportLogLines(report, writer);
         break;
     }
 }

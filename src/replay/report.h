@@ -2,6 +2,7 @@
 
 #include "platform/simulated/machine/machine.h"
 #include "replay/changes.h"
+#include "run/run_driver.h"
 
 #include <string>
 #include <vector>
@@ -20,6 +21,7 @@ enum class LogFate {
 struct ProcessReport {
     LogFate logFate = LogFate::Off;
     std::string logBytes;  ///< what it added to the log file, as it stands there
+    saltrove::RunRecord record;
     Changes changes;
     std::vector<platform::simulated::StartedProcess> startedProcesses;
     std::vector<platform::simulated::UndecodedPackage> undecodedPackages;

@@ -169,7 +169,7 @@ int RunProgram(std::span<const std::u16string> arguments, RunRecord* record) {
     told.simulate = options.simulate;
     told.exitState = RunPhases(options, told);
     LogExitState(options.productCode, *told.exitState);
-    CloseRunLog();
+    told.logCutAt = CloseRunLog();
     return kExitCodeSuccess;
 }
 

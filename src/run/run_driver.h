@@ -15,6 +15,7 @@ namespace saltrove {
 struct RunRecord {
     bool simulate = false;
     std::optional<ExitState> exitState;  ///< as it was to be stored; nothing if none was
+    std::optional<char16_t> logCutAt;    ///< the character that ended the run log early
     std::optional<LinkedPhase> linked;
     std::optional<OrphanPhase> orphans;
 };

@@ -6,7 +6,7 @@
 namespace saltrove {
 
 void InitRunLog(const std::u16string& productCode) {
-    TurnRunLog(QueryCleanupNumber(productCode, u"EnablePatchCleanuplog") == 1U);
+    TurnRunLog(QueryCleanupNumber(productCode, kRunLogSwitchValue) == 1U);
 }
 
 }  // namespace saltrove

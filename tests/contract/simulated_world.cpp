@@ -42,7 +42,7 @@ void PutFile(const std::u16string& path, std::string_view bytes) {
 }
 
 std::string ReadFile(const std::u16string& path) {
-    return *platform::simulated::ReadContent(*Drive().Find(path));
+    return platform::simulated::ReadContent(*Drive().Find(path));
 }
 
 void SetReadOnly(const std::u16string& path, bool isReadOnly) {

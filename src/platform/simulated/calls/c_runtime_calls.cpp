@@ -29,8 +29,13 @@ FileNode* OpenForAppending(Machine& machine, std::u16string_view path) {
     const auto resolved = simulated::ResolvePath(path);
     if (!resolved)
         return nullptr;
-    if (FileNode* node = machine.drive.Find(*resolved))
-        return node->isDirectory || node->isReadOnly ? nullptr : node;
+    if (FileNode* node = machine.drive.Find(*resolved)) {
+        if (node->isDirectory || node->isReadOnly)
+            return nullptr;
+        node->bytes = simulated::ReadContent(*node);
+        node->hostFile.clear();
+        return node;
+    }
     const FileNode* parent = machine.drive.FindParent(*resolved);
     if (parent == nullptr || !parent->isDirectory)
         return nullptr;
@@ -42,13 +47,6 @@ bool WriteOut(Machine& machine, OpenStream& stream) {
     FileNode* node = machine.drive.Find(stream.path);
     if (node == nullptr)
         return false;
-    if (!node->hostFile.empty()) {
-        auto content = simulated::ReadContent(*node);
-        if (!content)
-            return false;
-        node->bytes = *std::move(content);
-        node->hostFile.clear();
-    }
     node->bytes += stream.held;
     node->size = node->bytes.size();
     stream.held.clear();

@@ -44,10 +44,8 @@ std::shared_ptr<const PackageDatabase> ReadDatabase(Machine& machine, std::u16st
     const simulated::FileNode* node = machine.drive.Find(path);
     if (node == nullptr || node->isDirectory)
         return nullptr;
-    auto content = simulated::ReadContent(*node);
     std::optional<std::uint32_t> unknownCodePage;
-    auto database =
-        content ? PackageDatabase::Open(*std::move(content), unknownCodePage) : std::nullopt;
+    auto database = PackageDatabase::Open(simulated::ReadContent(*node), unknownCodePage);
     if (unknownCodePage)
         machine.undecodedPackages.push_back({std::u16string(path), *unknownCodePage});
     return database ? std::make_shared<const PackageDatabase>(*std::move(database)) : nullptr;

@@ -4,7 +4,9 @@
 #include "platform/simulated/machine/full_path.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -62,20 +64,26 @@ std::uint32_t GetAttributes(const FileNode& node) {
     return kind | (node.isReadOnly ? FILE_ATTRIBUTE_READONLY : 0);
 }
 
-std::optional<std::string> ReadHostFile(const std::filesystem::path& path) {
+std::string ReadHostFile(const std::filesystem::path& path) {
     std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error))
-        return std::nullopt;
-    const std::uintmax_t size = std::filesystem::file_size(path, error);
-    if (error)
-        return std::nullopt;
-    std::string content(size, '\0');
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status) && std::filesystem::is_symlink(path, error))
+        throw HostFileError(path, "a link to nothing");
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
+        throw HostFileError(path, "not a file that can be read");
+    errno = 0;
     std::ifstream file(path, std::ios::binary);
-    file.read(content.data(), static_cast<std::streamsize>(size));
-    return file ? std::optional(std::move(content)) : std::nullopt;
+    const std::uintmax_t size = file ? std::filesystem::file_size(path, error) : 0;
+    std::string content(size, '\0');
+    if (!error)
+        file.read(content.data(), static_cast<std::streamsize>(size));
+    if (!file || error)
+        throw HostFileError(path, errno != 0 ? std::generic_category().message(errno)
+                                             : "not a file that can be read");
+    return content;
 }
 
-std::optional<std::string> ReadContent(const FileNode& node) {
+std::string ReadContent(const FileNode& node) {
     return node.hostFile.empty() ? node.bytes : ReadHostFile(node.hostFile);
 }
 

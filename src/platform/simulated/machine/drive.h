@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
 
 namespace platform::simulated {
 
@@ -53,10 +55,21 @@ class Drive {
 /// The attribute bits of a file or directory, as Windows' calls give them.
 [[nodiscard]] std::uint32_t GetAttributes(const FileNode& node);
 
-/// The bytes of a file of the host. Nothing if it is no file or cannot be read.
-[[nodiscard]] std::optional<std::string> ReadHostFile(const std::filesystem::path& path);
+/// Why a file of the host cannot be read: a fault of the host, which no call of the machine may
+/// take for an answer of its own. `what()` is the reason, such as "Permission denied".
+class HostFileError : public std::runtime_error {
+  public:
+    HostFileError(std::filesystem::path file, const std::string& reason)
+        : std::runtime_error(reason), path(std::move(file)) {}
 
-/// The whole content of a file, wherever it lies. Nothing if the host's file cannot be read.
-[[nodiscard]] std::optional<std::string> ReadContent(const FileNode& node);
+    std::filesystem::path path;
+};
+
+/// The bytes of a file of the host. Throws HostFileError if it is no file or cannot be read.
+[[nodiscard]] std::string ReadHostFile(const std::filesystem::path& path);
+
+/// The whole content of a file, wherever it lies. Throws HostFileError if that is a file of the
+/// host which cannot be read.
+[[nodiscard]] std::string ReadContent(const FileNode& node);
 
 }  // namespace platform::simulated

@@ -183,4 +183,15 @@ DWORD InstallerTree::ReadProperty(const Registry& registry, std::u16string_view 
     return ERROR_SUCCESS;
 }
 
+std::optional<std::u16string> FindProduct(const Registry& registry,
+                                          std::u16string_view productCode) {
+    if (!IsGuid(productCode))
+        return std::nullopt;
+    for (const std::u16string& products : {kProducts, kUserData + u"\\Products"}) {
+        if (const auto* key = registry.GetKeys().Find(products + u"\\" + Pack(productCode)))
+            return Unpack(std::u16string_view(key->path).substr(products.size() + 1));
+    }
+    return std::nullopt;
+}
+
 }  // namespace platform::simulated

@@ -62,4 +62,9 @@ class InstallerTree {
 /// Whether a text is a GUID in brace form.
 [[nodiscard]] bool IsGuid(std::u16string_view text);
 
+/// The product code under which the tree knows a product, in the tree's own letter case; nothing if
+/// it does not know it, or `productCode` is no GUID.
+[[nodiscard]] std::optional<std::u16string> FindProduct(const Registry& registry,
+                                                        std::u16string_view productCode);
+
 }  // namespace platform::simulated
