@@ -30,7 +30,7 @@ FileNode* OpenForAppending(Machine& machine, std::u16string_view path) {
     if (!resolved)
         return nullptr;
     if (FileNode* node = machine.drive.Find(*resolved)) {
-        if (node->isDirectory || node->isReadOnly)
+        if (node->isDirectory || node->isReadOnly || node->reading)
             return nullptr;
         node->bytes = simulated::ReadContent(*node);
         node->hostFile.clear();

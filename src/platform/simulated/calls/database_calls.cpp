@@ -1,6 +1,7 @@
 #include "platform/installer.h"
 
 #include "platform/simulated/calls/installer_calls.h"
+#include "platform/simulated/packages/select_query.h"
 
 #include <algorithm>
 #include <memory>
@@ -16,6 +17,7 @@ using simulated::OpenDatabase;
 using simulated::OpenRecord;
 using simulated::OpenView;
 using simulated::PackageDatabase;
+using simulated::PackageReading;
 using simulated::QueryResult;
 
 // MSIDBOPEN_READONLY and MSIDBOPEN_PATCHFILE, added as pointers to characters of two bytes.
@@ -36,6 +38,26 @@ MSIHANDLE HandOut(Machine& machine, std::map<std::uintptr_t, Object>& objects, O
     const std::uintptr_t handle = machine.MakeHandle();
     objects.emplace(handle, std::move(object));
     return static_cast<MSIHANDLE>(handle);
+}
+
+/// The error with which a step of reading a package failed on the machine that it comes from.
+std::optional<UINT> FindFailure(const PackageReading& reading, PackageReading::Step step) {
+    return reading.failedStep == step ? std::optional<UINT>(reading.error) : std::nullopt;
+}
+
+/// Answers a query of a package of which nothing but its description is known, as the only row of
+/// its metadata.
+std::optional<QueryResult> Select(const PackageReading& reading, std::u16string_view query) {
+    const auto select = simulated::ParseSelectQuery(query);
+    if (!select || select->table != u"MsiPatchMetadata")
+        return std::nullopt;
+    std::vector<std::u16string> row;
+    for (const std::u16string& column : select->columns) {
+        if (column != u"Property" && column != u"Value")
+            return std::nullopt;
+        row.push_back(column == u"Property" ? u"Description" : reading.description);
+    }
+    return QueryResult::OfRow(reading.description.empty() ? std::vector<std::u16string>() : row);
 }
 
 /// The database in the package at `path`; null if there is none, of which the machine keeps a note
@@ -60,10 +82,18 @@ UINT MsiOpenDatabaseW(const char16_t* path, const char16_t* persist, MSIHANDLE* 
         return *failure;
     if (mode != kReadOnlyPatchFile)
         return ERROR_INVALID_PARAMETER;
-    auto opened = ReadDatabase(machine, path);
-    if (!opened)
-        return ERROR_OPEN_FAILED;
-    *database = HandOut(machine, machine.open.databases, OpenDatabase{path, std::move(opened)});
+    OpenDatabase opened{path, nullptr, {}};
+    const simulated::FileNode* node = machine.drive.Find(path);
+    if (node != nullptr && node->reading) {
+        opened.reading = *node->reading;
+        if (const auto error = FindFailure(opened.reading, PackageReading::Step::Open))
+            return *error;
+    } else {
+        opened.database = ReadDatabase(machine, path);
+        if (!opened.database)
+            return ERROR_OPEN_FAILED;
+    }
+    *database = HandOut(machine, machine.open.databases, std::move(opened));
     return ERROR_SUCCESS;
 }
 
@@ -74,7 +104,10 @@ UINT MsiDatabaseOpenViewW(MSIHANDLE database, const char16_t* query, MSIHANDLE* 
         return ERROR_INVALID_HANDLE;
     if (const auto failure = BeginInstallerCall(machine, "MsiDatabaseOpenViewW", opened->path, {}))
         return *failure;
-    auto result = opened->database->Select(query);
+    if (const auto error = FindFailure(opened->reading, PackageReading::Step::Query))
+        return *error;
+    auto result =
+        opened->database ? opened->database->Select(query) : Select(opened->reading, query);
     if (!result)
         return ERROR_BAD_QUERY_SYNTAX;
     auto shared = std::make_shared<const QueryResult>(*std::move(result));
@@ -90,6 +123,8 @@ UINT MsiViewExecute(MSIHANDLE view, MSIHANDLE record) {
     if (const auto failure =
             BeginInstallerCall(machine, "MsiViewExecute", opened->source.path, {record}))
         return *failure;
+    if (const auto error = FindFailure(opened->source.reading, PackageReading::Step::Execute))
+        return *error;
     opened->isExecuted = true;
     opened->nextRow = 0;
     return ERROR_SUCCESS;

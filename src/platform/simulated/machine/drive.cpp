@@ -59,8 +59,16 @@ void Drive::Remove(std::u16string_view path) {
         nodes_.Remove(*resolved);
 }
 
+bool IsPossibleFileName(std::u16string_view name) {
+    const bool hasControl =
+        std::any_of(name.begin(), name.end(), [](char16_t character) { return character < 0x20; });
+    return !name.empty() && !hasControl &&
+           name.find_first_of(u"\\/:*?\"<>|") == std::u16string_view::npos &&
+           !name.ends_with(u'.') && !name.ends_with(u' ');
+}
+
 std::uint32_t GetAttributes(const FileNode& node) {
-    const DWORD kind = node.isDirectory ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_ARCHIVE;
+    const DWORD kind = node.isDirectory ? FILE_ATTRIBUTE_DIRECTORY : node.otherAttributes;
     return kind | (node.isReadOnly ? FILE_ATTRIBUTE_READONLY : 0);
 }
 

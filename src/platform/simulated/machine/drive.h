@@ -10,15 +10,25 @@
 
 namespace platform::simulated {
 
+/// What opening a package and asking for its description gave on the machine that it comes from.
+struct PackageReading {
+    enum class Step { None, Open, Query, Execute };
+    Step failedStep = Step::None;
+    std::uint32_t error = 0;     ///< of the step that failed
+    std::u16string description;  ///< empty: the package has no such row
+};
+
 /// A file or a directory of the simulated drive. The content of a file is either in `bytes` or,
 /// until something writes to the file, in a file of the host, so that a large image need not be in
-/// memory.
+/// memory; or it is a package of which only `reading` and `size` are known.
 struct FileNode {
     bool isDirectory = true;
     bool isReadOnly = false;
+    std::uint32_t otherAttributes = 0x20;  ///< of a file: its other attribute bits; "archive"
     std::uintmax_t size = 0;
     std::filesystem::path hostFile;  ///< empty if the content is in `bytes`
     std::string bytes;
+    std::optional<PackageReading> reading;
 };
 
 /// Drive C: of a simulated machine.
@@ -52,6 +62,9 @@ class Drive {
     Nodes nodes_;
 };
 
+/// Whether Windows could have a file or folder of this name.
+[[nodiscard]] bool IsPossibleFileName(std::u16string_view name);
+
 /// The attribute bits of a file or directory, as Windows' calls give them.
 [[nodiscard]] std::uint32_t GetAttributes(const FileNode& node);
 
@@ -68,8 +81,8 @@ class HostFileError : public std::runtime_error {
 /// The bytes of a file of the host. Throws HostFileError if it is no file or cannot be read.
 [[nodiscard]] std::string ReadHostFile(const std::filesystem::path& path);
 
-/// The whole content of a file, wherever it lies. Throws HostFileError if that is a file of the
-/// host which cannot be read.
+/// The whole content of a file, wherever it lies; empty for a file known by its reading alone.
+/// Throws HostFileError if it is a file of the host which cannot be read.
 [[nodiscard]] std::string ReadContent(const FileNode& node);
 
 }  // namespace platform::simulated

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/simulated/machine/drive.h"
 #include "platform/simulated/packages/package_database.h"
 #include "platform/types.h"
 
@@ -33,7 +34,8 @@ struct OpenSearch {
 /// A package that is open as a database; its file cannot be deleted meanwhile.
 struct OpenDatabase {
     std::u16string path;
-    std::shared_ptr<const PackageDatabase> database;
+    std::shared_ptr<const PackageDatabase> database;  ///< null if only a reading is known
+    PackageReading reading;
 };
 
 /// A prepared query. It delivers rows once it has been executed.

@@ -103,6 +103,19 @@ QueryResult::QueryResult(std::shared_ptr<const StringPool> pool, std::string str
     : pool_(std::move(pool)), stream_(std::move(stream)), rowCount_(rowCount),
       columns_(std::move(columns)) {}
 
+QueryResult QueryResult::OfRow(const std::vector<std::u16string>& texts) {
+    auto pool = std::make_shared<const StringPool>(StringPool::OfTexts(texts));
+    std::string stream;
+    std::vector<TableColumn> columns;
+    for (std::uint32_t number = 1; number <= texts.size(); ++number) {
+        const std::size_t width = pool->GetReferenceWidth();
+        columns.push_back({0, number, kTypeText, width, stream.size()});
+        for (std::size_t i = 0; i < width; ++i)
+            stream.push_back(static_cast<char>(number >> (8 * i)));
+    }
+    return {std::move(pool), std::move(stream), texts.empty() ? 0U : 1U, std::move(columns)};
+}
+
 bool QueryResult::IsSound() const {
     for (const TableColumn& column : columns_) {
         for (std::size_t row = 0; row < rowCount_; ++row) {

@@ -26,6 +26,9 @@ class QueryResult {
     QueryResult(std::shared_ptr<const StringPool> pool, std::string stream, std::size_t rowCount,
                 std::vector<TableColumn> columns);
 
+    /// What a query for these texts, of one row, delivers; no row if there are none.
+    [[nodiscard]] static QueryResult OfRow(const std::vector<std::u16string>& texts);
+
     [[nodiscard]] std::size_t CountRows() const {
         return rowCount_;
     }

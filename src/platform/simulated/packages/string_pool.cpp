@@ -51,6 +51,15 @@ std::optional<StringPool> StringPool::Read(std::string_view lengths, std::string
     return pool;
 }
 
+StringPool StringPool::OfTexts(const std::vector<std::u16string>& texts) {
+    StringPool pool;
+    for (const std::u16string& text : texts) {
+        pool.texts_ += text;
+        pool.ends_.push_back(pool.texts_.size());
+    }
+    return pool;
+}
+
 std::optional<std::u16string_view> StringPool::GetText(std::uint32_t reference) const {
     if (reference >= ends_.size())
         return std::nullopt;

@@ -20,6 +20,9 @@ class StringPool {
     Read(std::string_view lengths, std::string_view data,
          std::optional<std::uint32_t>& unknownCodePage);
 
+    /// A pool of these texts, in their order.
+    [[nodiscard]] static StringPool OfTexts(const std::vector<std::u16string>& texts);
+
     /// The bytes that a reference takes in a table: 2, or 3 in a large database.
     [[nodiscard]] std::size_t GetReferenceWidth() const {
         return referenceWidth_;
