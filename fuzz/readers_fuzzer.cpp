@@ -37,6 +37,16 @@ void ReadRegistry(const std::string& bytes) {
         __builtin_trap();
 }
 
+void ReadMachine(const std::string& bytes) {
+    platform::simulated::Machine machine;
+    image::ReadMachineIni("fuzz.ini", bytes, machine);
+    const std::string written = image::RewritePackages(bytes, machine.drive);
+    platform::simulated::Machine again;
+    image::ReadMachineIni("again.ini", written, again);
+    if (image::FormatMachineIni(again) != image::FormatMachineIni(machine))
+        __builtin_trap();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -52,8 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             ReadRegistry(bytes);
             break;
         default:
-            platform::simulated::Machine machine;
-            image::ReadMachineIni("fuzz.ini", bytes, machine);
+            ReadMachine(bytes);
         }
     } catch (const image::ImageError&) {
         // A fault that is named is what a reader is to give.

@@ -7,8 +7,10 @@
 #include "platform/simulated/texts/unicode.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
 #include <string_view>
+#include <system_error>
 
 namespace image {
 
@@ -46,10 +48,7 @@ std::u16string DecodeFileName(const fs::path& path) {
     const auto name = DecodeUtf8(path.filename().string());
     if (!name)
         throw ImageError(path.string(), 0, "the file name is not UTF-8");
-    const bool hasControl = std::any_of(name->begin(), name->end(),
-                                        [](char16_t character) { return character < 0x20; });
-    if (hasControl || name->find_first_of(u"\\:*?\"<>|") != std::u16string::npos ||
-        name->ends_with(u'.') || name->ends_with(u' '))
+    if (!platform::simulated::IsPossibleFileName(*name))
         throw ImageError(path.string(), 0, "the file name is none that Windows can have");
     return *name;
 }
@@ -104,11 +103,13 @@ void LoadDirectory(const fs::path& folder, const std::u16string& path, Drive& dr
 }
 
 void WriteBytes(const fs::path& path, std::string_view bytes) {
-    std::ofstream file;
-    file.exceptions(std::ios::badbit | std::ios::failbit);
-    file.open(path, std::ios::binary);
+    errno = 0;
+    std::ofstream file(path, std::ios::binary);
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     file.close();
+    if (!file)
+        throw fs::filesystem_error("cannot write", path,
+                                   std::error_code(errno, std::generic_category()));
 }
 
 void CopyIfThere(const fs::path& from, const fs::path& to) {
@@ -123,6 +124,8 @@ void WriteDrive(const Drive& drive, const fs::path& target) {
         std::replace(inner.begin(), inner.end(), u'\\', u'/');
         const fs::path path(target.string() + "/" + kDriveC + EncodeUtf8(inner));
         const FileNode& node = entry.content;
+        if (node.reading)
+            continue;
         if (node.isDirectory)
             fs::create_directory(path);
         else if (!node.hostFile.empty())
@@ -139,13 +142,14 @@ Image ReadImage(const fs::path& folder) {
     try {
         if (!fs::is_directory(folder))
             throw ImageError(folder.string(), 0, "not a folder");
+        // In front of machine.ini, which may not name a package that is there.
+        if (const fs::path path = folder / kDriveC; IsThere(path))
+            LoadDirectory(path, u"C:", image.machine.drive);
         if (const fs::path path = folder / kMachineIni; IsThere(path))
             ReadMachineIni(path.string(), ReadBytes(path), image.machine);
         for (const fs::path& path : FindRegFiles(folder))
             ReadRegFile(path.string(), ReadBytes(path), image.machine.process.account,
                         image.machine.registry);
-        if (const fs::path path = folder / kDriveC; IsThere(path))
-            LoadDirectory(path, u"C:", image.machine.drive);
         if (const fs::path path = folder / kArguments; IsThere(path))
             image.arguments = ReadArguments(path);
     } catch (const fs::filesystem_error& error) {
@@ -156,7 +160,11 @@ Image ReadImage(const fs::path& folder) {
 
 void WriteImage(const Machine& machine, const fs::path& source, const fs::path& target) {
     fs::create_directories(target);
-    CopyIfThere(source / kMachineIni, target / kMachineIni);
+    const fs::path sourceIni = source / kMachineIni;
+    const bool hasIni = fs::exists(sourceIni);
+    const std::string ini = RewritePackages(hasIni ? ReadBytes(sourceIni) : "", machine.drive);
+    if (hasIni || !ini.empty())
+        WriteBytes(target / kMachineIni, ini);
     CopyIfThere(source / kArguments, target / kArguments);
     WriteBytes(target / "registry.reg", FormatRegFile(machine.registry));
     WriteDrive(machine.drive, target);

@@ -19,9 +19,9 @@ struct Image {
 [[nodiscard]] Image ReadImage(const std::filesystem::path& folder);
 
 /// Writes a machine as an image into `target`, which is made if it is missing: its registry as
-/// registry.reg, its drive in C/, and from `source`, the image that it comes from, machine.ini and
-/// args.txt as they are. Throws std::filesystem::filesystem_error or std::ios_base::failure if
-/// something cannot be written.
+/// registry.reg, its drive in C/, and from `source`, the image that it comes from, machine.ini, in
+/// which the packages without their bytes are now those of the machine, and args.txt. Throws
+/// std::filesystem::filesystem_error or std::ios_base::failure if something cannot be written.
 void WriteImage(const platform::simulated::Machine& machine, const std::filesystem::path& source,
                 const std::filesystem::path& target);
 

@@ -1,16 +1,18 @@
 #include "image/machine_ini.h"
 
 #include "image/image_error.h"
+#include "image/ini_text.h"
+#include "image/package_section.h"
 #include "image/text_file.h"
 #include "image/utc_time.h"
 #include "platform/simulated/texts/unicode.h"
 
 #include <algorithm>
-#include <charconv>
+#include <array>
 #include <chrono>
+#include <cstdio>
 #include <limits>
 #include <set>
-#include <stdexcept>
 #include <utility>
 
 namespace image {
@@ -26,44 +28,9 @@ using platform::simulated::MakeCanonicalKeyPath;
 using platform::simulated::MakeFaultSubject;
 using platform::simulated::OtherProcess;
 
-/// Why a line is not understood; the reader adds the place.
-class LineError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
-std::string Quote(std::u16string_view text) {
-    return "\"" + EncodeUtf8(text) + "\"";
-}
-
-std::u16string_view Trim(std::u16string_view text) {
-    constexpr std::u16string_view kBlanks = u" \t\r";
-    const std::size_t first = text.find_first_not_of(kBlanks);
-    if (first == std::u16string_view::npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
-template <typename Number>
-Number ParseNumber(std::u16string_view text, Number lowest, Number highest,
-                   const std::string& meaning) {
-    const std::string digits = EncodeUtf8(text);
-    Number number{};
-    const char* end = digits.data() + digits.size();
-    const auto [stop, error] = std::from_chars(digits.data(), end, number);
-    if (error != std::errc() || stop != end || number < lowest || number > highest)
-        throw LineError(Quote(text) + " is not " + meaning + " (" + std::to_string(lowest) +
-                        " to " + std::to_string(highest) + ")");
-    return number;
-}
-
 /// A session's number. The highest stands for no session.
 DWORD ParseSession(std::u16string_view text) {
     return ParseNumber<DWORD>(text, 0, std::numeric_limits<DWORD>::max() - 1, "a session");
-}
-
-DWORD ParseErrorCode(std::u16string_view text) {
-    return ParseNumber<DWORD>(text, 1, std::numeric_limits<DWORD>::max(), "an error code");
 }
 
 std::u16string ParseSid(std::u16string_view text) {
@@ -188,12 +155,21 @@ struct Section {
     bool keysArePaths;  // these may hold a "=" of their own, so the last one parts key and value
 };
 
+/// Its lines are read by the reader itself, which knows to which package they belong.
+constexpr std::u16string_view kPackage = u"package";
+
 constexpr Section kSections[] = {
-    {u"process", ReadProcess, false},          {u"clock", ReadClock, false},
-    {u"windows", ReadWindows, false},          {u"missing", ReadMissing, false},
-    {u"sessions", ReadSession, false},         {u"processes", ReadProcessLine, false},
-    {u"delete-errors", ReadDeleteError, true}, {u"mark-errors", ReadMarkError, true},
-    {u"key-errors", ReadKeyError, true},       {u"create-errors", ReadCreateError, true},
+    {u"process", ReadProcess, false},
+    {u"clock", ReadClock, false},
+    {u"windows", ReadWindows, false},
+    {u"missing", ReadMissing, false},
+    {u"sessions", ReadSession, false},
+    {u"processes", ReadProcessLine, false},
+    {u"delete-errors", ReadDeleteError, true},
+    {u"mark-errors", ReadMarkError, true},
+    {u"key-errors", ReadKeyError, true},
+    {u"create-errors", ReadCreateError, true},
+    {kPackage, nullptr, false},
 };
 
 const Section& FindSection(std::u16string_view line) {
@@ -212,12 +188,24 @@ class IniReader {
     explicit IniReader(Machine& machine) : machine_(machine) {}
 
     void ReadLine(std::u16string_view line) {
+        ++line_;
         if (line.empty() || line.front() == u';')
             return;
         if (line.front() == u'[')
-            section_ = &FindSection(line);
+            BeginSection(line);
         else
             ReadEntry(line);
+    }
+
+    /// To be called behind the last line.
+    void EndSection() {
+        if (package_)
+            AddPackage(*package_, machine_.drive);
+        package_.reset();
+    }
+
+    [[nodiscard]] std::size_t GetLine() const {
+        return line_;
     }
 
     [[nodiscard]] std::string FormatSection() const {
@@ -225,6 +213,16 @@ class IniReader {
     }
 
   private:
+    void BeginSection(std::u16string_view line) {
+        const Section& section = FindSection(line);
+        EndSection();
+        section_ = &section;
+        if (section.name == kPackage) {
+            package_.emplace().line = line_;
+            std::erase_if(seen_, [&](const auto& key) { return key.first == section_; });
+        }
+    }
+
     void ReadEntry(std::u16string_view line) {
         if (section_ == nullptr)
             throw LineError("a line in front of the first section");
@@ -232,27 +230,70 @@ class IniReader {
         if (equals == std::u16string_view::npos)
             throw LineError("the line has no \"=\"");
         const std::u16string_view key = Trim(line.substr(0, equals));
+        const std::u16string_view value = Trim(line.substr(equals + 1));
         if (!seen_.insert({section_, FoldCase(key)}).second)
             throw LineError(Quote(key) + " stands here a second time");
-        section_->read(machine_, key, Trim(line.substr(equals + 1)));
+        if (package_)
+            ReadPackageLine(machine_.drive, *package_, key, value);
+        else
+            section_->read(machine_, key, value);
     }
 
     Machine& machine_;
+    std::size_t line_ = 0;
     const Section* section_ = nullptr;
+    std::optional<PackageSection> package_;  ///< in a section of that name
     std::set<std::pair<const Section*, std::u16string>> seen_;
 };
 
 void ReadLines(const std::string& file, std::u16string_view text, Machine& machine) {
     IniReader reader(machine);
-    for (std::size_t line = 1; !text.empty(); ++line) {
-        const std::size_t length = std::min(text.find(u'\n'), text.size());
-        try {
+    try {
+        while (!text.empty()) {
+            const std::size_t length = std::min(text.find(u'\n'), text.size());
             reader.ReadLine(Trim(text.substr(0, length)));
-        } catch (const LineError& error) {
-            throw ImageError(file, line, reader.FormatSection() + error.what());
+            text.remove_prefix(std::min(length + 1, text.size()));
         }
-        text.remove_prefix(std::min(length + 1, text.size()));
+        reader.EndSection();
+    } catch (const LineError& error) {
+        throw ImageError(file, error.GetLine() == 0 ? reader.GetLine() : error.GetLine(),
+                         reader.FormatSection() + error.what());
     }
+}
+
+std::string FormatUtc(std::chrono::sys_time<std::chrono::milliseconds> utc) {
+    const auto day = std::chrono::floor<std::chrono::days>(utc);
+    const std::chrono::year_month_day date(day);
+    const std::chrono::hh_mm_ss time(utc - day);
+    std::array<char, 64> text{};
+    const int length = std::snprintf(
+        text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ",
+        static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+        static_cast<unsigned>(date.day()), static_cast<int>(time.hours().count()),
+        static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()),
+        static_cast<int>(time.subseconds().count()));
+    return {text.data(), text.data() + length};
+}
+
+std::string FormatLists(const Machine& machine) {
+    std::string text;
+    const auto begin = [&](const char* section, bool isNeeded) {
+        if (isNeeded)
+            text += std::string("\n[") + section + "]\n";
+    };
+    begin("missing", !machine.missing.empty());
+    for (const platform::simulated::MissingExport& missing : machine.missing)
+        text += EncodeUtf8(missing.module) +
+                (missing.function.empty() ? "" : "!" + missing.function) + " =\n";
+    begin("sessions", !machine.sessions.empty());
+    for (const platform::simulated::Session& session : machine.sessions)
+        text += std::to_string(session.id) + (session.isActive ? " = active" : " = disconnected") +
+                "\n";
+    begin("processes", !machine.processes.empty());
+    for (const OtherProcess& other : machine.processes)
+        text += std::to_string(other.id) + " = " + std::to_string(other.session) + ", " +
+                EncodeUtf8(other.account) + ", " + EncodeUtf8(other.imagePath) + "\n";
+    return text;
 }
 
 }  // namespace
@@ -267,6 +308,37 @@ void ReadMachineIni(const std::string& file, std::string_view bytes, Machine& ma
     // The run's own process, and those that it starts, have ids of their own.
     for (const OtherProcess& other : machine.processes)
         machine.process.id = std::max(machine.process.id, other.id + 1);
+}
+
+std::string FormatMachineIni(const Machine& machine) {
+    std::string text = "[process]\naccount = " + EncodeUtf8(machine.process.account) +
+                       "\nsession = " + std::to_string(machine.process.session) +
+                       "\nmodule = " + EncodeUtf8(machine.process.module) + "\n\n[clock]\n";
+    if (machine.clock.utc)
+        text += "utc = " + FormatUtc(*machine.clock.utc) + "\n";
+    text += "offset = " + std::to_string(machine.clock.offset.count()) +
+            "\n\n[windows]\ndirectory = " + EncodeUtf8(machine.windowsDirectory) + "\n";
+    return text + FormatLists(machine) + FormatPackages(machine.drive);
+}
+
+std::string RewritePackages(std::string_view bytes, const platform::simulated::Drive& drive) {
+    std::string kept;
+    bool isPackage = false;
+    while (!bytes.empty()) {
+        const std::string_view line =
+            bytes.substr(0, std::min(bytes.find('\n'), bytes.size() - 1) + 1);
+        bytes.remove_prefix(line.size());
+        const std::size_t first = std::min(line.find_first_not_of(" \t"), line.size());
+        if (line.substr(first).starts_with('['))
+            isPackage = line.substr(first).starts_with("[package]");
+        if (!isPackage)
+            kept += line;
+    }
+    const std::string packages = FormatPackages(drive);
+    if (packages.empty())
+        return kept;
+    kept.erase(kept.find_last_not_of("\r\n") + 1);
+    return kept + (kept.empty() ? "" : "\n") + packages;
 }
 
 }  // namespace image

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <fstream>
-#include <optional>
 #include <system_error>
 #include <utility>
 
