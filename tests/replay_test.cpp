@@ -1,7 +1,9 @@
 #include "replay/replay.h"
 
 #include "image/image.h"
+#include "image/machine_ini.h"
 #include "image/reg_file.h"
+#include "platform/simulated/texts/unicode.h"
 #include "support/host_files.h"
 #include "support/machines.h"
 
@@ -13,7 +15,12 @@
 #include <random>
 #include <set>
 #include <sstream>
+
+#ifndef _WIN32
+#include <csignal>
+#include <sys/resource.h>
 #include <unistd.h>
+#endif
 
 namespace replay {
 namespace {
@@ -116,11 +123,47 @@ TEST_P(Images, ReplayAsExpectedAndStayAsTheyAre) {
     // What was written is the machine after the run, and replays again.
     EXPECT_EQ(ReadFile(out / "registry.reg"),
               image::FormatRegFile(image::ReadImage(out).machine.registry));
-    EXPECT_EQ(ReadFile(out / "machine.ini"), ReadFile(GetParam() / "machine.ini"));
+    EXPECT_EQ(ReadFile(out / "machine.ini"),
+              image::RewritePackages(ReadFile(GetParam() / "machine.ini"),
+                                     image::ReadImage(out).machine.drive));
     EXPECT_EQ(ReadFile(out / "args.txt"), ReadFile(GetParam() / "args.txt"));
     const fs::path removed = "C/Windows/Installer/2f60d5.msp";
     EXPECT_EQ(fs::exists(out / removed), name != "incremental" && fs::exists(GetParam() / removed));
     EXPECT_EQ(RunReplayWith({out.string()}), status);
+}
+
+/// The files of an image's drive, with their sizes and attributes, but for the run log.
+std::string ListFiles(const fs::path& folder) {
+    std::string text;
+    const test::Machine machine = image::ReadImage(folder).machine;
+    for (const auto& [key, entry] : machine.drive.GetNodes()) {
+        if (entry.path != test::kLog)
+            text += platform::simulated::EncodeUtf8(entry.path) + " " +
+                    std::to_string(GetAttributes(entry.content)) + " " +
+                    std::to_string(entry.content.size) + "\n";
+    }
+    return text;
+}
+
+TEST_P(Images, ReplayTheSameWithoutTheBytesOfTheirPackages) {
+    test::Machine machine = image::ReadImage(GetParam()).machine;
+    test::DropPackageBytes(machine);
+    image::WriteImage(machine, GetParam(), image_);
+    const fs::path out = folder_ / "out";
+    const int status = RunReplayWith({image_.string(), "--out", out.string()});
+    EXPECT_EQ(out_,
+              ReadFile(fs::path(SALTROVE_EXPECTED) / (GetParam().filename().string() + ".txt")));
+    // What was written holds the packages that are left.
+    const fs::path outOfBytes = folder_ / "out-of-bytes";
+    EXPECT_EQ(RunReplayWith({GetParam().string(), "--out", outOfBytes.string()}), status);
+    EXPECT_EQ(ListFiles(out), ListFiles(outOfBytes));
+    // All of machine.ini but the faults can be written anew.
+    const std::string ini = image::FormatMachineIni(machine);
+    test::Machine again;
+    image::ReadMachineIni("again.ini", ini, again);
+    EXPECT_EQ(image::FormatMachineIni(again), ini);
+    EXPECT_EQ(again.process.account, machine.process.account);
+    EXPECT_EQ(again.clock.utc, machine.clock.utc);
 }
 
 /// The image's name in the characters that a test's name may have.
@@ -224,6 +267,30 @@ TEST_F(Replay, WhatTheHostCannotReadIsNeverAnAnswerOfTheMachine) {
     EXPECT_EQ(err_, "saltrove-replay: " + package.string() + ": Permission denied\n");
     EXPECT_NE(out_.find("not readable "), std::string::npos);
     fs::permissions(package, fs::perms::owner_all);
+}
+
+TEST_F(Replay, AFailedOutTakesAwayWhatItBegan) {
+    const std::string image = SALTROVE_SAMPLES "/incremental";
+    const fs::path out = folder_ / "new/out";
+    const fs::path empty = folder_ / "empty";
+    fs::create_directory(empty);
+    // No file may get longer than this, as on a disk that is full.
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+    const rlimit little{1000, before.rlim_max};
+    const auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
+    ::setrlimit(RLIMIT_FSIZE, &little);
+    const int status = RunReplayWith({image, "--out", out.string()});
+    const std::string error = err_;
+    const int secondStatus = RunReplayWith({image, "--out", empty.string()});
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, oldHandler);
+    EXPECT_EQ(status, kExitCannotWrite);
+    EXPECT_EQ(error, "saltrove-replay: the image after the run cannot be written: " +
+                         (out / "registry.reg").string() + ": File too large\n");
+    EXPECT_FALSE(fs::exists(folder_ / "new"));
+    EXPECT_EQ(secondStatus, kExitCannotWrite);
+    EXPECT_TRUE(fs::is_empty(empty));
 }
 #endif
 

@@ -112,6 +112,26 @@ void WriteBytes(const fs::path& path, std::string_view bytes) {
                                    std::error_code(errno, std::generic_category()));
 }
 
+/// The folders that writing to `target` makes, by the one above all others; empty if it is there.
+fs::path FindFirstMissing(const fs::path& target) {
+    fs::path missing;
+    for (fs::path path = fs::absolute(target); !fs::exists(path); path = path.parent_path())
+        missing = path;
+    return missing;
+}
+
+/// Takes away what was written to `target`, an empty folder or below `missing` before. What cannot
+/// be taken away stays.
+void TakeAway(const fs::path& target, const fs::path& missing) {
+    std::error_code ignored;
+    if (!missing.empty()) {
+        fs::remove_all(missing, ignored);
+        return;
+    }
+    for (const fs::directory_entry& entry : fs::directory_iterator(target, ignored))
+        fs::remove_all(entry.path(), ignored);
+}
+
 void CopyIfThere(const fs::path& from, const fs::path& to) {
     if (fs::exists(from))
         fs::copy_file(from, to);
@@ -133,6 +153,19 @@ void WriteDrive(const Drive& drive, const fs::path& target) {
         else
             WriteBytes(path, node.bytes);
     }
+}
+
+/// Writes all parts, each as WriteImage says.
+void WriteParts(const Machine& machine, const fs::path& source, const fs::path& target) {
+    fs::create_directories(target);
+    const fs::path sourceIni = source / kMachineIni;
+    const bool hasIni = fs::exists(sourceIni);
+    const std::string ini = RewritePackages(hasIni ? ReadBytes(sourceIni) : "", machine.drive);
+    if (hasIni || !ini.empty())
+        WriteBytes(target / kMachineIni, ini);
+    CopyIfThere(source / kArguments, target / kArguments);
+    WriteBytes(target / "registry.reg", FormatRegFile(machine.registry));
+    WriteDrive(machine.drive, target);
 }
 
 }  // namespace
@@ -159,15 +192,13 @@ Image ReadImage(const fs::path& folder) {
 }
 
 void WriteImage(const Machine& machine, const fs::path& source, const fs::path& target) {
-    fs::create_directories(target);
-    const fs::path sourceIni = source / kMachineIni;
-    const bool hasIni = fs::exists(sourceIni);
-    const std::string ini = RewritePackages(hasIni ? ReadBytes(sourceIni) : "", machine.drive);
-    if (hasIni || !ini.empty())
-        WriteBytes(target / kMachineIni, ini);
-    CopyIfThere(source / kArguments, target / kArguments);
-    WriteBytes(target / "registry.reg", FormatRegFile(machine.registry));
-    WriteDrive(machine.drive, target);
+    const fs::path missing = FindFirstMissing(target);
+    try {
+        WriteParts(machine, source, target);
+    } catch (...) {
+        TakeAway(target, missing);
+        throw;
+    }
 }
 
 }  // namespace image

@@ -181,12 +181,9 @@ int RunReplay(const std::vector<std::string>& arguments, std::ostream& out, std:
     } catch (const image::ImageError& error) {
         err << "saltrove-replay: " << error.what() << "\n";
         return kExitBadImage;
-    } catch (const std::ios_base::failure& error) {
-        err << "saltrove-replay: the image after the run cannot be written: " << error.what()
-            << "\n";
-        return kExitCannotWrite;
     } catch (const fs::filesystem_error& error) {
-        err << "saltrove-replay: the image after the run cannot be written: " << error.what()
+        err << "saltrove-replay: the image after the run cannot be written: "
+            << image::EscapeControls(error.path1().string()) << ": " << error.code().message()
             << "\n";
         return kExitCannotWrite;
     }
