@@ -127,11 +127,12 @@ PatchDecision EvaluatePatch(PatchRecord patch, const Boundaries& boundaries, boo
     if (fate == Fate::Remove)
         fate = CheckPackage(patch.localPackage);
     LogFate(fate, patch);
-    std::optional<RemovalOutcome> outcome;
+    PatchDecision decision{std::move(patch), fate, std::nullopt, {}};
     if (fate == Fate::Remove)
-        outcome =
-            RemovePackage(patch.localPackage, simulate, u"  [MARK FAILED] MoveFileEx error code: ");
-    return {std::move(patch), fate, outcome};
+        decision.outcome =
+            RemovePackage(decision.patch.localPackage, simulate,
+                          u"  [MARK FAILED] MoveFileEx error code: ", &decision.errors);
+    return decision;
 }
 
 template <typename Predicate>
@@ -177,14 +178,14 @@ LinkedPhase RunLinkedPhase(const std::u16string& productCode, const std::u16stri
     WriteRunLog(u"");
     WriteRunLog(simulate ? u"========== Phase 2: Linked Patch Cleanup (SIMULATION MODE) =========="
                          : u"========== Phase 2: Linked Patch Cleanup ==========");
-    std::vector<PatchRecord> patches = EnumerateProductPatches(productCode);
     LinkedPhase phase;
+    std::vector<PatchRecord> patches = EnumerateProductPatches(productCode, &phase.gaps);
     phase.plan =
         FindBoundaries(patches, GetCurrentPatchType(productVersion, productCode), productVersion);
     LogPlan(phase.plan, productVersion);
     if (phase.plan.skip) {
         for (PatchRecord& patch : patches)
-            phase.patches.push_back({std::move(patch), Fate::KeepUndecided, std::nullopt});
+            phase.patches.push_back({std::move(patch), Fate::KeepUndecided, std::nullopt, {}});
         return phase;
     }
 

@@ -16,12 +16,14 @@ struct PatchDecision {
     PatchRecord patch;
     Fate fate = Fate::KeepUndecided;
     std::optional<RemovalOutcome> outcome;  ///< of its removal, if its fate is Remove
+    RemovalErrors errors;                   ///< of its removal
 };
 
 /// The phase as it went.
 struct LinkedPhase {
     Plan plan;
     std::vector<PatchDecision> patches;  ///< in the order of delivery
+    ListGaps gaps;                       ///< what the list of the product's patches lacks
     bool patchesCleaned = false;         ///< a package was really deleted or marked
 };
 

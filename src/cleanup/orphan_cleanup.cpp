@@ -34,13 +34,16 @@ FileSearch FindFirstPackage(platform::WIN32_FIND_DATAW& found) {
 
 LinkedList ListLinkedPackages() {
     LinkedList list;
-    list.end = WalkPatches(nullptr, platform::MSIPATCHSTATE_ALL, [&](const EnumeratedPatch& patch) {
-        if (const auto path = GetLocalPackage(patch.patchCode, patch.targetProductCode))
+    const auto visit = [&](const EnumeratedPatch& patch) {
+        if (const auto path = GetLocalPackage(patch.patchCode, patch.targetProductCode)) {
             list.packages.try_emplace(LowerCaseCopy(*path), patch);
-        else
-            list.withoutPath.push_back(patch);
+            list.patches.push_back({patch, *path});
+        } else {
+            list.gaps.withoutPath.push_back(patch);
+        }
         return Walk::GoOn;
-    });
+    };
+    list.gaps.end = WalkPatches(nullptr, platform::MSIPATCHSTATE_ALL, visit);
     return list;
 }
 
@@ -69,11 +72,11 @@ CacheEntry InspectEntry(const platform::WIN32_FIND_DATAW& found,
     return entry;
 }
 
-RemovalOutcome RemoveOrphan(const CacheEntry& entry, bool simulate) {
+void RemoveOrphan(CacheEntry& entry, bool simulate) {
     WriteRunLog(u"");
     WriteRunLog(u"Orphan: " + entry.fileName + u" (" + entry.description + u")");
-    return RemovePackage(std::u16string(kInstallerCache) + entry.fileName, simulate,
-                         u"  [MARK FAILED] MoveFileEx error: ");
+    entry.outcome = RemovePackage(std::u16string(kInstallerCache) + entry.fileName, simulate,
+                                  u"  [MARK FAILED] MoveFileEx error: ", &entry.errors);
 }
 
 bool IsOrphan(const CacheEntry& entry) {
@@ -119,7 +122,7 @@ OrphanPhase RunOrphanPhase(bool simulate) {
     do {
         CacheEntry entry = InspectEntry(found, phase.linked.packages);
         if (IsOrphan(entry))
-            entry.outcome = RemoveOrphan(entry, simulate);
+            RemoveOrphan(entry, simulate);
         phase.entries.push_back(std::move(entry));
     } while (platform::FindNextFileW(search.get(), &found) != 0);
     search.reset();

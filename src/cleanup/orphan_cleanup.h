@@ -21,11 +21,17 @@ namespace saltrove {
 /// several the first, that has its package there.
 using LinkedPackages = std::unordered_map<std::u16string, EnumeratedPatch>;
 
+/// A patch of some product, and the path of its package in the spelling of Windows Installer.
+struct LinkedPatch {
+    EnumeratedPatch patch;
+    std::u16string path;
+};
+
 /// What the list of all products' patches gave.
 struct LinkedList {
     LinkedPackages packages;
-    std::vector<EnumeratedPatch> withoutPath;  ///< their `LocalPackage` could not be read
-    platform::UINT end = 0;  ///< the error at which the list ended: ERROR_NO_MORE_ITEMS, or another
+    std::vector<LinkedPatch> patches;  ///< all that have a path, in the order of delivery
+    ListGaps gaps;
 };
 
 /// What an entry of the cache folder is. Only an orphan goes.
@@ -45,6 +51,7 @@ struct CacheEntry {
     std::optional<PackageFailure> failure;  ///< of what is no package
     std::u16string description;             ///< of a package that was read; may be empty
     std::optional<RemovalOutcome> outcome;  ///< of an orphan
+    RemovalErrors errors;                   ///< of its removal
 };
 
 /// The phase as it went.

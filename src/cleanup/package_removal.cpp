@@ -22,7 +22,10 @@ bool IsInInstallerCache(const std::u16string& path) {
 }
 
 RemovalOutcome RemovePackage(const std::u16string& path, bool simulate,
-                             std::u16string_view markFailedText) {
+                             std::u16string_view markFailedText, RemovalErrors* errors) {
+    RemovalErrors ignored;
+    RemovalErrors& failed = errors == nullptr ? ignored : *errors;
+    failed = {};
     if (simulate) {
         WriteRunLog(u"  [SIMULATION] Would delete");
         return RemovalOutcome::Simulated;
@@ -31,17 +34,17 @@ RemovalOutcome RemovePackage(const std::u16string& path, bool simulate,
         WriteRunLog(u"  [DELETED] Successfully deleted");
         return RemovalOutcome::Deleted;
     }
-    const platform::DWORD deleteError = platform::GetLastError();
-    WriteRunLog(u"  [DELETE FAILED] Error code: " + platform::FormatDecimal(deleteError));
-    if (deleteError != platform::ERROR_SHARING_VIOLATION &&
-        deleteError != platform::ERROR_ACCESS_DENIED)
+    failed.deletion = platform::GetLastError();
+    WriteRunLog(u"  [DELETE FAILED] Error code: " + platform::FormatDecimal(failed.deletion));
+    if (failed.deletion != platform::ERROR_SHARING_VIOLATION &&
+        failed.deletion != platform::ERROR_ACCESS_DENIED)
         return RemovalOutcome::DeleteFailed;
     if (platform::MoveFileExW(path.c_str(), nullptr, platform::MOVEFILE_DELAY_UNTIL_REBOOT) != 0) {
         WriteRunLog(u"  [MARKED FOR DELETION] Scheduled for deletion on reboot");
         return RemovalOutcome::Marked;
     }
-    const platform::DWORD markError = platform::GetLastError();
-    WriteRunLog(std::u16string(markFailedText) + platform::FormatDecimal(markError));
+    failed.mark = platform::GetLastError();
+    WriteRunLog(std::u16string(markFailedText) + platform::FormatDecimal(failed.mark));
     return RemovalOutcome::MarkFailed;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/types.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,6 +22,12 @@ enum class RemovalOutcome {
     MarkFailed,    ///< the file stays: neither deletion nor its registration worked
 };
 
+/// Why a package could not go; 0 for a step that did not fail or was not tried.
+struct RemovalErrors {
+    platform::DWORD deletion = 0;
+    platform::DWORD mark = 0;  ///< its registration for the next restart
+};
+
 /// Whether a package went or, in a simulation, would have. `outcome` is nothing where no removal
 /// was tried.
 [[nodiscard]] bool IsTakenAway(std::optional<RemovalOutcome> outcome);
@@ -33,8 +41,9 @@ enum class RemovalOutcome {
 /// Deletes the file `path`, or has it deleted at the next restart if it is in use or access to it
 /// is denied. With `simulate` no call is made. Each step is logged; `markFailedText` stands in
 /// front of the error code where the registration fails. The caller has settled that the package
-/// goes.
+/// goes. `errors`, unless it is null, is set to what failed.
 [[nodiscard]] RemovalOutcome RemovePackage(const std::u16string& path, bool simulate,
-                                           std::u16string_view markFailedText);
+                                           std::u16string_view markFailedText,
+                                           RemovalErrors* errors = nullptr);
 
 }  // namespace saltrove

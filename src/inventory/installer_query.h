@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 /// The questions that are put to Windows Installer about patches, in the per-machine context.
 namespace saltrove {
@@ -13,6 +14,12 @@ namespace saltrove {
 struct EnumeratedPatch {
     std::u16string patchCode;
     std::u16string targetProductCode;
+};
+
+/// What a list of patches lacks.
+struct ListGaps {
+    std::vector<EnumeratedPatch> withoutPath;  ///< their `LocalPackage` could not be read
+    platform::UINT end = 0;  ///< the error at which the list ended: ERROR_NO_MORE_ITEMS, or another
 };
 
 /// Whether a walk goes on behind a visit.

@@ -1,11 +1,11 @@
 #include "inventory/patch_record.h"
 
-#include "inventory/installer_query.h"
 #include "inventory/patch_versions.h"
 #include "log/run_log.h"
 #include "platform/wide_text.h"
 
 #include <optional>
+#include <utility>
 
 namespace saltrove {
 
@@ -21,7 +21,8 @@ std::optional<PatchRecord> ReadPatch(const std::u16string& patchCode,
     PatchRecord record;
     record.localPackage = *std::move(localPackage);
     record.patchCode = patchCode;
-    record.version = ExtractVersionFromDisplayName(GetPatchDisplayName(patchCode, productCode));
+    record.displayName = GetPatchDisplayName(patchCode, productCode);
+    record.version = ExtractVersionFromDisplayName(record.displayName);
     record.packageName = ReadPackageName(patchCode).value_or(u"");
     record.versionNumber = ExtractVersionNumber(record.packageName);
     record.state = GetPatchState(patchCode, productCode);
@@ -45,14 +46,20 @@ std::u16string PatchStateName(std::int32_t state) {
     }
 }
 
-std::vector<PatchRecord> EnumerateProductPatches(const std::u16string& productCode) {
+std::vector<PatchRecord> EnumerateProductPatches(const std::u16string& productCode,
+                                                 ListGaps* gaps) {
     std::vector<PatchRecord> patches;
-    WalkPatches(productCode.c_str(), platform::MSIPATCHSTATE_ALL,
-                [&](const EnumeratedPatch& patch) {
-                    if (std::optional<PatchRecord> record = ReadPatch(patch.patchCode, productCode))
-                        patches.push_back(*std::move(record));
-                    return Walk::GoOn;
-                });
+    ListGaps found;
+    found.end = WalkPatches(
+        productCode.c_str(), platform::MSIPATCHSTATE_ALL, [&](const EnumeratedPatch& patch) {
+            if (std::optional<PatchRecord> record = ReadPatch(patch.patchCode, productCode))
+                patches.push_back(*std::move(record));
+            else
+                found.withoutPath.push_back(patch);
+            return Walk::GoOn;
+        });
+    if (gaps != nullptr)
+        *gaps = std::move(found);
     WriteRunLog(u"Found " + FormatDecimal(std::ssize(patches)) + u" installed patches");
     return patches;
 }

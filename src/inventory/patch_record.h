@@ -1,5 +1,6 @@
 #pragma once
 
+#include "inventory/installer_query.h"
 #include "platform/installer.h"
 
 #include <cstdint>
@@ -17,6 +18,7 @@ struct PatchRecord {
     std::u16string packageName;    ///< name of the package that the patch was installed from
     std::u16string versionNumber;  ///< ten digits out of `packageName`
     std::int32_t state = 0;  ///< one of Windows Installer's patch states; 0 if it could not be read
+    std::u16string displayName;
 };
 
 /// The one patch state that a decision names. It stands for itself alone, not for a bit.
@@ -29,7 +31,9 @@ inline constexpr auto kPatchStateApplied =
 
 /// Every patch of the product in every state, in the order in which Windows Installer delivers
 /// them, a repeated one repeated. A patch without a readable `LocalPackage` is left out; any other
-/// failure leaves a field empty. Logs warnings and, at its end, the number of records.
-[[nodiscard]] std::vector<PatchRecord> EnumerateProductPatches(const std::u16string& productCode);
+/// failure leaves a field empty. Logs warnings and, at its end, the number of records. `gaps`,
+/// unless it is null, is set to what was left out.
+[[nodiscard]] std::vector<PatchRecord> EnumerateProductPatches(const std::u16string& productCode,
+                                                               ListGaps* gaps = nullptr);
 
 }  // namespace saltrove

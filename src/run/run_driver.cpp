@@ -155,6 +155,8 @@ int RunProgram(std::span<const std::u16string> arguments, RunRecord* record) {
     if (arguments.size() != 3 && arguments.size() != 4)
         return kExitCodeUsage;
     RunOptions options{.productCode = arguments[1], .productVersion = arguments[2]};
+    told.productCode = options.productCode;
+    told.productVersion = options.productVersion;
     if (!IsInstallerAvailable()) {
         told.exitState = ExitState::MsiUnavailable;
         LogExitState(options.productCode, *told.exitState);

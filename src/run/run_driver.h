@@ -13,6 +13,8 @@ namespace saltrove {
 
 /// What a run came to, for those who tell of it. A phase that the run did not get to is missing.
 struct RunRecord {
+    std::u16string productCode;     ///< as the command line gave it, like the version
+    std::u16string productVersion;  ///< both are empty with a wrong number of arguments
     bool simulate = false;
     std::optional<ExitState> exitState;  ///< as it was to be stored; nothing if none was
     std::optional<char16_t> logCutAt;    ///< the character that ended the run log early
