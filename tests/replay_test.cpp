@@ -399,7 +399,7 @@ TEST_F(Replay, AWrongCommandLineGivesTheUsage) {
     } cases[] = {
         {{}, "IMAGE is missing"},
         {{"--", "a"}, "IMAGE is missing"},
-        {{image, image, "--out", "x"}, "--out is for one IMAGE alone"},
+        {{image, image, "--out", "x"}, "--out and --explain are for one IMAGE alone"},
         {{image, "--now"}, "--now needs a value"},
         {{image, "--now", "2026-02-29T00:00:00Z"}, "(such as 2026-11-18T07:37:42Z)"},
         {{image, "--log"},

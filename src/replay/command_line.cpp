@@ -26,6 +26,8 @@ IMAGE is a folder; each part of it may be missing:
 Options:
   --out DIR      write the machine as it is after the run to DIR, as an image;
                  DIR must be empty or not exist
+  --explain      print why each package went or stayed, instead of the report
+  --format FORM  the form of that: text (the default), json or html
   --log          as if the run log were on
   --force        as if policy forced the run, past the interval and the sample
   --now TIME     as if it were TIME, in UTC, such as 2026-11-18T07:37:42Z
@@ -63,13 +65,25 @@ std::chrono::sys_time<std::chrono::milliseconds> ParseNow(const std::string& tex
     return *time;
 }
 
+ExplainFormat ParseFormat(const std::string& name) {
+    if (name == "text")
+        return ExplainFormat::Text;
+    if (name == "json")
+        return ExplainFormat::Json;
+    if (name == "html")
+        return ExplainFormat::Html;
+    throw UsageError("--format: \"" + name + "\" is not text, json or html");
+}
+
 /// Reads the options in front of "--" with getopt_long, which reports nothing by itself here.
 void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
-    enum Option { kOut = 1, kLog, kForce, kNow, kHelpOption, kVersionOption };
+    enum Option { kOut = 1, kLog, kForce, kNow, kExplain, kFormat, kHelpOption, kVersionOption };
     const option known[] = {{"out", required_argument, nullptr, kOut},
                             {"log", no_argument, nullptr, kLog},
                             {"force", no_argument, nullptr, kForce},
                             {"now", required_argument, nullptr, kNow},
+                            {"explain", no_argument, nullptr, kExplain},
+                            {"format", required_argument, nullptr, kFormat},
                             {"help", no_argument, nullptr, kHelpOption},
                             {"version", no_argument, nullptr, kVersionOption},
                             {nullptr, 0, nullptr, 0}};
@@ -77,6 +91,8 @@ void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
     std::transform(arguments.begin(), arguments.end(), pointers.begin(),
                    [](std::string& argument) { return argument.data(); });
     const int count = static_cast<int>(arguments.size());
+    bool isExplained = false;
+    std::optional<ExplainFormat> format;
     optind = 0;  // starts a new scan
     opterr = 0;
     for (int found = 0; (found = getopt_long(count, pointers.data(), ":", known, nullptr)) != -1;) {
@@ -93,6 +109,12 @@ void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
         case kNow:
             options.rehearsal.now = ParseNow(optarg);
             break;
+        case kExplain:
+            isExplained = true;
+            break;
+        case kFormat:
+            format = ParseFormat(optarg);
+            break;
         case kHelpOption:
             options.wantsHelp = true;
             break;
@@ -100,7 +122,8 @@ void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
             options.wantsVersion = true;
             break;
         case ':':
-            throw UsageError(std::string(optopt == kNow ? "--now" : "--out") + " needs a value");
+            throw UsageError(std::string(pointers[static_cast<std::size_t>(optind - 1)]) +
+                             " needs a value");
         default:
             // A short option is told by its letter, a long one by its place.
             throw UsageError((optopt != 0 ? std::string("-") + static_cast<char>(optopt)
@@ -110,11 +133,15 @@ void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
     }
     if (options.wantsHelp || options.wantsVersion)
         return;
+    if (format && !isExplained)
+        throw UsageError("--format needs --explain");
+    if (isExplained)
+        options.explain = format.value_or(ExplainFormat::Text);
     options.images.assign(pointers.begin() + optind, pointers.begin() + count);
     if (options.images.empty())
         throw UsageError("IMAGE is missing");
-    if (options.images.size() > 1 && options.out)
-        throw UsageError("--out is for one IMAGE alone");
+    if (options.images.size() > 1 && (options.out || options.explain))
+        throw UsageError("--out and --explain are for one IMAGE alone");
 }
 
 }  // namespace

@@ -16,6 +16,9 @@ class UsageError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// The form in which a run is explained.
+enum class ExplainFormat { Text, Json, Html };
+
 /// What a command line of saltrove-replay asks for.
 struct Options {
     bool wantsHelp = false;
@@ -24,6 +27,7 @@ struct Options {
     Rehearsal rehearsal;
     std::optional<std::filesystem::path> out;
     std::optional<std::vector<std::u16string>> runArguments;  ///< instead of args.txt
+    std::optional<ExplainFormat> explain;                     ///< instead of the report
 };
 
 /// The one line that shows the command line's form.

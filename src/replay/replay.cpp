@@ -8,6 +8,8 @@
 #include "platform/simulated/texts/command_line.h"
 #include "replay/command_line.h"
 #include "replay/doubts.h"
+#include "replay/explain_text.h"
+#include "replay/explanation.h"
 #include "replay/pilot.h"
 #include "replay/report.h"
 #include "run/run_driver.h"
@@ -100,9 +102,20 @@ RunReport RunOnMachine(Machine& machine, std::vector<std::u16string> arguments) 
     return report;
 }
 
+std::string FormatExplanation(const Explanation& explanation, ExplainFormat format,
+                              bool isColoured) {
+    switch (format) {
+    case ExplainFormat::Json:
+    case ExplainFormat::Html:
+    case ExplainFormat::Text:
+        break;
+    }
+    return FormatExplanationText(explanation, isColoured);
+}
+
 /// A run on an image, and the machine in front of it and behind it.
 struct Replayed {
-    Drive driveBefore;
+    Machine before;
     Machine machine;
     RunReport report;
 };
@@ -116,7 +129,7 @@ Replayed ReplayImage(const Options& options, const fs::path& folder, std::ostrea
             << ": warning: " << doubt << "\n";
     ApplyRehearsal(options.rehearsal, arguments.empty() ? std::u16string() : arguments.front(),
                    loaded.machine);
-    Replayed replayed{loaded.machine.drive, std::move(loaded.machine), {}};
+    Replayed replayed{loaded.machine, std::move(loaded.machine), {}};
     try {
         replayed.report = RunOnMachine(replayed.machine, arguments);
     } catch (const platform::simulated::HostFileError& error) {
@@ -130,7 +143,11 @@ int ReportOneImage(const Options& options, std::ostream& out, std::ostream& err,
     if (options.out)
         CheckOutFolder(folder, *options.out);
     const Replayed replayed = ReplayImage(options, folder, err);
-    out << FormatReport(replayed.report, isColoured);
+    if (options.explain)
+        out << FormatExplanation(ExplainRun(replayed.before, replayed.report.run), *options.explain,
+                                 isColoured);
+    else
+        out << FormatReport(replayed.report, isColoured);
     if (options.out)
         image::WriteImage(replayed.machine, folder, *options.out);
     return replayed.report.run.exitCode;
@@ -144,7 +161,7 @@ int ReportPilot(const Options& options, std::ostream& out, std::ostream& err) {
         RunSummary summary;
         try {
             const Replayed replayed = ReplayImage(options, folder, err);
-            summary = SummarizeRun(replayed.report.run.record, replayed.driveBefore);
+            summary = SummarizeRun(replayed.report.run.record, replayed.before.drive);
         } catch (const image::ImageError& error) {
             err << "saltrove-replay: " << error.what() << "\n";
             summary.state = "not readable";

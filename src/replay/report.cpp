@@ -65,20 +65,14 @@ std::string DescribeCharacter(char16_t character) {
     return number.data();
 }
 
-/// The lines of the log: its bytes are the characters U+0001 to U+00FF, and its lines end in CR LF.
+/// The lines of the log, and what they do not say.
 void ReportLogLines(const ProcessReport& report, ReportWriter& writer) {
-    std::vector<std::string> unread = ListUnreadPackages(report.record);
+    const std::vector<std::string> unread = ListUnreadPackages(report.record);
     auto nextUnread = unread.begin();
-    std::string_view bytes = report.logBytes;
-    while (!bytes.empty()) {
-        const std::string_view line = bytes.substr(0, bytes.find("\r\n"));
-        bytes.remove_prefix(std::min(line.size() + 2, bytes.size()));
-        std::u16string text;
-        for (const char byte : line)
-            text.push_back(static_cast<unsigned char>(byte));
-        writer.WriteLine(0, EncodeUtf8(text));
+    for (const std::string& line : SplitLog(report.logBytes)) {
+        writer.WriteLine(0, line);
         // Only these lines are about a package that they do not name, one line a package.
-        if (text.find(u"]   [FAIL] ") != std::u16string::npos && nextUnread != unread.end())
+        if (line.find("]   [FAIL] ") != std::string::npos && nextUnread != unread.end())
             writer.WriteLine(2, *nextUnread++);
     }
     if (report.record.logCutAt)
@@ -192,6 +186,19 @@ void ReportProcess(const ProcessReport& report, ReportWriter& writer) {
 }
 
 }  // namespace
+
+std::vector<std::string> SplitLog(std::string_view bytes) {
+    std::vector<std::string> lines;
+    while (!bytes.empty()) {
+        const std::string_view line = bytes.substr(0, bytes.find("\r\n"));
+        bytes.remove_prefix(std::min(line.size() + 2, bytes.size()));
+        std::u16string text;
+        for (const char byte : line)
+            text.push_back(static_cast<unsigned char>(byte));
+        lines.push_back(EncodeUtf8(text));
+    }
+    return lines;
+}
 
 std::string FormatReport(const RunReport& report, bool isColoured) {
     ReportWriter writer(isColoured);

@@ -5,6 +5,7 @@
 #include "run/run_driver.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// What saltrove-replay tells of a run, as UTF-8 text for people.
@@ -19,9 +20,9 @@ enum class LogFate {
 
 /// What one process of the run did: the tool itself, or one that it started.
 struct ProcessReport {
+    saltrove::RunRecord record;  ///< what the program itself tells of it
     LogFate logFate = LogFate::Off;
     std::string logBytes;  ///< what it added to the log file, as it stands there
-    saltrove::RunRecord record;
     Changes changes;
     std::vector<platform::simulated::StartedProcess> startedProcesses;
     std::vector<platform::simulated::UndecodedPackage> undecodedPackages;
@@ -40,6 +41,10 @@ struct RunReport {
     ProcessReport run;
     std::vector<StartedProcessReport> started;  ///< in the order in which they ran
 };
+
+/// The lines of a run log's bytes, as UTF-8 and without their ends: a byte is the character U+0001
+/// to U+00FF.
+[[nodiscard]] std::vector<std::string> SplitLog(std::string_view bytes);
 
 /// The report, with its headings in bold for a terminal if `isColoured`. Control characters out of
 /// the image are escaped.

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "run/run_driver.h"
+
+#include <string>
+
+/// What decided, as sentences without a capital and a full stop, if nothing else is said.
+namespace replay {
+
+/// Why linked cleanup kept, left or removed a patch's package, and what failed at its removal.
+[[nodiscard]] std::u16string DescribeDecision(const saltrove::PatchDecision& decision,
+                                              const saltrove::Plan& plan);
+
+/// What an entry of the cache folder is and why, and what failed at its removal. `listEnd` is the
+/// error at which the list of all products ended.
+[[nodiscard]] std::u16string DescribeEntry(const saltrove::CacheEntry& entry,
+                                           platform::UINT listEnd);
+
+/// "PATCH of PRODUCT".
+[[nodiscard]] std::u16string DescribePatch(const saltrove::EnumeratedPatch& patch);
+
+/// How a run ended: one or two whole sentences.
+[[nodiscard]] std::u16string DescribeEnding(const saltrove::RunRecord& record, int exitCode);
+
+}  // namespace replay
