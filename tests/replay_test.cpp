@@ -5,11 +5,11 @@
 #include "image/reg_file.h"
 #include "platform/simulated/texts/unicode.h"
 #include "support/host_files.h"
+#include "support/images.h"
 #include "support/machines.h"
 
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -26,6 +26,8 @@ namespace replay {
 namespace {
 
 namespace fs = std::filesystem;
+using test::FindImages;
+using test::MakeTestName;
 using test::ReadFile;
 
 /// A folder for one test, removed at its end.
@@ -98,17 +100,6 @@ std::string TakeSnapshot(const fs::path& folder) {
     return text;
 }
 
-/// The images of a folder, in name order.
-std::vector<fs::path> FindImages(const fs::path& folder) {
-    std::vector<fs::path> images;
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-        if (entry.is_directory())
-            images.push_back(entry.path());
-    }
-    std::sort(images.begin(), images.end());
-    return images;
-}
-
 class Images : public Replay, public testing::WithParamInterface<fs::path> {};
 
 TEST_P(Images, ReplayAsExpectedAndStayAsTheyAre) {
@@ -164,19 +155,6 @@ TEST_P(Images, ReplayTheSameWithoutTheBytesOfTheirPackages) {
     EXPECT_EQ(image::FormatMachineIni(again), ini);
     EXPECT_EQ(again.process.account, machine.process.account);
     EXPECT_EQ(again.clock.utc, machine.clock.utc);
-}
-
-/// The image's name in the characters that a test's name may have.
-std::string MakeTestName(const testing::TestParamInfo<fs::path>& image) {
-    std::string name;
-    for (const char character : image.param.filename().string()) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (std::isalnum(byte) != 0)
-            name += character;
-        else
-            name += byte == '-' ? "_" : "_" + std::to_string(byte) + "_";
-    }
-    return name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Samples, Images, testing::ValuesIn(FindImages(SALTROVE_SAMPLES)),

@@ -2,6 +2,7 @@
 
 #include "image/escape.h"
 #include "platform/simulated/texts/unicode.h"
+#include "replay/reasons.h"
 
 #include <algorithm>
 #include <array>
@@ -68,16 +69,6 @@ std::string DescribeSum(const VerdictSum& sum) {
            std::to_string(sum.bytes) + " bytes";
 }
 
-std::string DescribeBoundaries(const saltrove::Boundaries& boundaries) {
-    const std::u16string last =
-        boundaries.lastCumulative.empty() ? std::u16string(u"none") : boundaries.lastCumulative;
-    return Show(u"The product stands on " + boundaries.currentNumber + u" (" +
-                std::u16string(boundaries.currentType) +
-                u"); last cumulative patch of another "
-                u"version: " +
-                last + u"; highest number of all: " + boundaries.latestOverall + u".");
-}
-
 constexpr std::size_t kColumns = 7;
 using Cells = std::array<std::string, kColumns>;
 
@@ -133,7 +124,7 @@ std::string FormatExplanationText(const Explanation& explanation, bool isColoure
                           : ""),
                  2);
     if (explanation.boundaries)
-        text += Wrap(DescribeBoundaries(*explanation.boundaries), 2);
+        text += Wrap(Show(DescribeBoundaries(*explanation.boundaries)), 2);
     if (const std::string_view remark = GetBasisRemark(explanation.basis); !remark.empty())
         text += Wrap(remark, 2);
     if (explanation.basis == Basis::Nothing)

@@ -1,5 +1,6 @@
 #include "replay/explanation.h"
 
+#include "platform/wide_text.h"
 #include "replay/reasons.h"
 
 #include <algorithm>
@@ -28,6 +29,89 @@ Basis FindBasis(const RunRecord& record) {
     return Basis::Nothing;
 }
 
+/// A line of the log without its time stamp; empty if it has none, as behind a line feed in a text.
+std::u16string_view GetLogText(std::u16string_view line) {
+    constexpr std::u16string_view kStamp = u"[2026-11-18 07:37:42.123] ";
+    if (line.size() < kStamp.size() || line.front() != kStamp.front() ||
+        line.substr(kStamp.size() - 2, 2) != kStamp.substr(kStamp.size() - 2))
+        return {};
+    return line.substr(kStamp.size());
+}
+
+/// Links the lines of the log to rows. The packages have their lines in the order of the values, so
+/// each is looked for behind the one before it.
+class LogLinker {
+  public:
+    explicit LogLinker(std::vector<LogLine>& log) : log_(log) {}
+
+    /// Links the next line that begins a package's block with `head`, and the indented lines behind
+    /// it.
+    void LinkBlock(const std::u16string& head, std::size_t row) {
+        // A text may hold line feeds, and at a character without a byte the log ends.
+        const auto end = std::find_if(head.begin(), head.end(), [](char16_t character) {
+            return character == u'\n' || character > 0xFF;
+        });
+        const std::u16string_view line(head.begin(), end);
+        if (!Find([line](std::u16string_view text) { return text == line; }))
+            return;
+        log_[next_++].row = row;
+        while (next_ < log_.size() && IsDetail(log_[next_].text))
+            log_[next_++].row = row;
+    }
+
+    /// Links the next line that tells that a package could not be read.
+    void LinkFailure(std::size_t row) {
+        if (Find([](std::u16string_view text) { return text.starts_with(kFailure); }))
+            log_[next_++].row = row;
+    }
+
+  private:
+    static constexpr std::u16string_view kFailure = u"  [FAIL] ";
+
+    /// Whether a line belongs to the block before it: it is indented, or it goes on with a text
+    /// that holds a line feed.
+    static bool IsDetail(std::u16string_view line) {
+        const std::u16string_view text = GetLogText(line);
+        const bool goesOn = !line.empty() && line.front() != u'[';
+        return goesOn || (text.starts_with(u"  ") && !text.starts_with(kFailure));
+    }
+
+    /// Goes on to the next line that fits; stays where it is if there is none.
+    template <typename Predicate>
+    bool Find(Predicate fits) {
+        const auto found =
+            std::find_if(log_.begin() + static_cast<std::ptrdiff_t>(next_), log_.end(),
+                         [&](const LogLine& line) { return fits(GetLogText(line.text)); });
+        if (found == log_.end())
+            return false;
+        next_ = static_cast<std::size_t>(found - log_.begin());
+        return true;
+    }
+
+    std::vector<LogLine>& log_;
+    std::size_t next_ = 0;
+};
+
+void LinkLog(const RunRecord& record, const PackageTable& table, std::vector<LogLine>& log) {
+    LogLinker linker(log);
+    if (!record.orphans)
+        return;
+    for (std::size_t i = 0; i < record.linked->patches.size(); ++i) {
+        const saltrove::PatchRecord& patch = record.linked->patches[i].patch;
+        linker.LinkBlock(u"Patch: " + patch.version + u" (" +
+                             std::u16string(platform::GetFileName(patch.localPackage)) + u")",
+                         table.rowsOfPatches[i]);
+    }
+    for (std::size_t i = 0; i < record.orphans->entries.size(); ++i) {
+        const saltrove::CacheEntry& entry = record.orphans->entries[i];
+        if (entry.kind == saltrove::EntryKind::Orphan)
+            linker.LinkBlock(u"Orphan: " + entry.fileName + u" (" + entry.description + u")",
+                             table.rowsOfEntries[i]);
+        else if (entry.failure)
+            linker.LinkFailure(table.rowsOfEntries[i]);
+    }
+}
+
 }  // namespace
 
 Explanation ExplainRun(const Machine& before, const ProcessReport& report) {
@@ -41,13 +125,14 @@ Explanation ExplainRun(const Machine& before, const ProcessReport& report) {
     explanation.exitCode = report.exitCode;
     explanation.basis = FindBasis(record);
     explanation.ending = DescribeEnding(record, report.exitCode);
-    for (std::string& line : SplitLog(report.logBytes))
+    for (std::u16string& line : SplitLog(report.logBytes))
         explanation.log.push_back({std::move(line), std::nullopt});
     if (explanation.basis == Basis::Nothing)
         return explanation;
 
     // What the run did not get to is asked of a copy of the machine on which no log is on.
     Machine copy = before;
+    copy.undecodedPackages.clear();
     const MachineScope scope(copy);
     if (!record.linked)
         record.linked = saltrove::RunLinkedPhase(record.productCode, record.productVersion, true);
@@ -58,6 +143,7 @@ Explanation ExplainRun(const Machine& before, const ProcessReport& report) {
     auto undecoded = report.undecodedPackages;
     undecoded.insert(undecoded.end(), copy.undecodedPackages.begin(), copy.undecodedPackages.end());
     PackageTable table = BuildPackageTable(record, before);
+    LinkLog(report.record, table, explanation.log);
     explanation.hazards = FindHazards({before, record, table, undecoded});
     explanation.rows = std::move(table.rows);
     return explanation;

@@ -24,7 +24,7 @@ enum class Basis {
 
 /// A line of the run log, and the row of the package that it is about.
 struct LogLine {
-    std::string text;  ///< UTF-8
+    std::u16string text;
     std::optional<std::size_t> row;
 };
 

@@ -139,6 +139,14 @@ std::u16string DescribeEntry(const CacheEntry& entry, platform::UINT listEnd) {
     return {};
 }
 
+std::u16string DescribeBoundaries(const Boundaries& boundaries) {
+    return u"The product stands on " + boundaries.currentNumber + u" (" +
+           std::u16string(boundaries.currentType) +
+           u"); last cumulative patch of another version: " +
+           (boundaries.lastCumulative.empty() ? u"none" : boundaries.lastCumulative) +
+           u"; highest number of all: " + boundaries.latestOverall + u".";
+}
+
 std::u16string DescribeEnding(const saltrove::RunRecord& record, int exitCode) {
     if (exitCode != 0)
         return u"The run was given a wrong number of arguments and looked at nothing: it takes a "

@@ -19,6 +19,9 @@ namespace replay {
 /// "PATCH of PRODUCT".
 [[nodiscard]] std::u16string DescribePatch(const saltrove::EnumeratedPatch& patch);
 
+/// What linked cleanup went by: a whole sentence.
+[[nodiscard]] std::u16string DescribeBoundaries(const saltrove::Boundaries& boundaries);
+
 /// How a run ended: one or two whole sentences.
 [[nodiscard]] std::u16string DescribeEnding(const saltrove::RunRecord& record, int exitCode);
 

@@ -8,6 +8,8 @@
 #include "platform/simulated/texts/command_line.h"
 #include "replay/command_line.h"
 #include "replay/doubts.h"
+#include "replay/explain_html.h"
+#include "replay/explain_json.h"
 #include "replay/explain_text.h"
 #include "replay/explanation.h"
 #include "replay/pilot.h"
@@ -106,7 +108,9 @@ std::string FormatExplanation(const Explanation& explanation, ExplainFormat form
                               bool isColoured) {
     switch (format) {
     case ExplainFormat::Json:
+        return FormatExplanationJson(explanation);
     case ExplainFormat::Html:
+        return FormatExplanationHtml(explanation);
     case ExplainFormat::Text:
         break;
     }

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <utility>
 
 namespace replay {
 
@@ -69,10 +70,10 @@ std::string DescribeCharacter(char16_t character) {
 void ReportLogLines(const ProcessReport& report, ReportWriter& writer) {
     const std::vector<std::string> unread = ListUnreadPackages(report.record);
     auto nextUnread = unread.begin();
-    for (const std::string& line : SplitLog(report.logBytes)) {
-        writer.WriteLine(0, line);
+    for (const std::u16string& line : SplitLog(report.logBytes)) {
+        writer.WriteLine(0, EncodeUtf8(line));
         // Only these lines are about a package that they do not name, one line a package.
-        if (line.find("]   [FAIL] ") != std::string::npos && nextUnread != unread.end())
+        if (line.find(u"]   [FAIL] ") != std::u16string::npos && nextUnread != unread.end())
             writer.WriteLine(2, *nextUnread++);
     }
     if (report.record.logCutAt)
@@ -187,15 +188,15 @@ void ReportProcess(const ProcessReport& report, ReportWriter& writer) {
 
 }  // namespace
 
-std::vector<std::string> SplitLog(std::string_view bytes) {
-    std::vector<std::string> lines;
+std::vector<std::u16string> SplitLog(std::string_view bytes) {
+    std::vector<std::u16string> lines;
     while (!bytes.empty()) {
         const std::string_view line = bytes.substr(0, bytes.find("\r\n"));
         bytes.remove_prefix(std::min(line.size() + 2, bytes.size()));
         std::u16string text;
         for (const char byte : line)
             text.push_back(static_cast<unsigned char>(byte));
-        lines.push_back(EncodeUtf8(text));
+        lines.push_back(std::move(text));
     }
     return lines;
 }

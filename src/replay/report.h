@@ -42,9 +42,8 @@ struct RunReport {
     std::vector<StartedProcessReport> started;  ///< in the order in which they ran
 };
 
-/// The lines of a run log's bytes, as UTF-8 and without their ends: a byte is the character U+0001
-/// to U+00FF.
-[[nodiscard]] std::vector<std::string> SplitLog(std::string_view bytes);
+/// The lines of a run log's bytes, without their ends: a byte is the character U+0001 to U+00FF.
+[[nodiscard]] std::vector<std::u16string> SplitLog(std::string_view bytes);
 
 /// The report, with its headings in bold for a terminal if `isColoured`. Control characters out of
 /// the image are escaped.
