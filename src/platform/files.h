@@ -14,6 +14,19 @@ inline constexpr DWORD FILE_ATTRIBUTE_ARCHIVE = 0x20;
 
 inline constexpr DWORD MOVEFILE_DELAY_UNTIL_REBOOT = 4;
 
+inline constexpr DWORD GENERIC_READ = 0x80000000;
+inline constexpr DWORD FILE_SHARE_READ = 1;
+inline constexpr DWORD FILE_SHARE_WRITE = 2;
+inline constexpr DWORD FILE_SHARE_DELETE = 4;
+inline constexpr DWORD OPEN_EXISTING = 3;
+inline constexpr DWORD FILE_BEGIN = 0;
+
+struct LARGE_INTEGER {
+    std::int64_t QuadPart;
+};
+
+struct OVERLAPPED;
+
 struct FILETIME {
     DWORD dwLowDateTime;
     DWORD dwHighDateTime;
@@ -58,6 +71,23 @@ BOOL FindClose(HANDLE search);
 /// The Windows folder. `size` is in characters, terminator included. The length of the path; the
 /// size that is needed if it does not fit; 0 on failure.
 [[nodiscard]] UINT GetWindowsDirectoryW(char16_t* buffer, UINT size);
+
+/// Opens a file that exists for reading: `access` is GENERIC_READ, `disposition` OPEN_EXISTING, and
+/// what is not named is 0 or null. The result is to be closed with CloseHandle;
+/// INVALID_HANDLE_VALUE on failure: error 2 or 3 for a missing file, 5 for a directory.
+[[nodiscard]] HANDLE CreateFileW(const char16_t* path, DWORD access, DWORD shareMode,
+                                 const SECURITY_ATTRIBUTES* security, DWORD disposition,
+                                 DWORD flags, HANDLE templateFile);
+
+/// Sets the place from which the next read begins, `distance` bytes from the file's start, with
+/// FILE_BEGIN; non-zero on success. `newPlace` may be null.
+[[nodiscard]] BOOL SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER* newPlace,
+                                    DWORD method);
+
+/// Reads up to `size` bytes and goes on behind them; non-zero on success. Behind the file's end
+/// `read` is 0. `overlapped` is null.
+[[nodiscard]] BOOL ReadFile(HANDLE file, void* buffer, DWORD size, DWORD* read,
+                            OVERLAPPED* overlapped);
 
 /// Deletes a file; non-zero on success. A missing file is error 2 (3 if its directory is missing as
 /// well), a directory or read-only file 5, a file in use 32.

@@ -36,6 +36,15 @@ struct SidCloser {
 /// A SID that was made here.
 using Sid = std::unique_ptr<void, SidCloser>;
 
+struct LocalBlockCloser {
+    void operator()(char16_t* text) const {
+        LocalFree(text);
+    }
+};
+
+/// A text that a call has allocated.
+using LocalText = std::unique_ptr<char16_t, LocalBlockCloser>;
+
 struct SessionListCloser {
     void operator()(WTS_SESSION_INFOW* sessions) const {
         WTSFreeMemory(sessions);

@@ -127,6 +127,11 @@ BOOL QueryFullProcessImageNameW(HANDLE process, DWORD flags, char16_t* path, DWO
 [[nodiscard]] BOOL EqualSid(PSID a, PSID b);
 void* FreeSid(PSID sid);
 
+/// Gives a SID as a text, such as S-1-5-18, to be let go with LocalFree.
+[[nodiscard]] BOOL ConvertSidToStringSidW(PSID sid, char16_t** text);
+/// Null on success.
+void* LocalFree(void* block);
+
 /// A token like another, of the given type and level.
 [[nodiscard]] BOOL DuplicateTokenEx(HANDLE token, DWORD access,
                                     const SECURITY_ATTRIBUTES* attributes,

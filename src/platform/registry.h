@@ -8,6 +8,8 @@
 /// without regard to case. A path that begins with a backslash is ERROR_BAD_PATHNAME.
 namespace platform {
 
+struct FILETIME;
+
 struct HKEY_TAG;
 using HKEY = HKEY_TAG*;
 
@@ -26,6 +28,7 @@ inline const HKEY HKEY_DYN_DATA = MakePredefinedKey(0x80000006);
 
 inline constexpr DWORD KEY_QUERY_VALUE = 0x0001;
 inline constexpr DWORD KEY_SET_VALUE = 0x0002;
+inline constexpr DWORD KEY_ENUMERATE_SUB_KEYS = 0x0008;
 inline constexpr DWORD KEY_WOW64_64KEY = 0x0100;
 inline constexpr DWORD KEY_READ = 0x20019;
 inline constexpr DWORD KEY_WRITE = 0x20006;
@@ -62,6 +65,15 @@ inline constexpr DWORD REG_MULTI_SZ = 7;
 /// Sets a value. `size` is in bytes and counts the terminator of a text.
 LSTATUS RegSetValueExW(HKEY key, const char16_t* valueName, DWORD reserved, DWORD type,
                        const BYTE* data, DWORD size);
+
+/// Delivers the name of the key at `index` (counted from 0) among those right below `key`, which is
+/// open with KEY_ENUMERATE_SUB_KEYS. `nameSize` is in characters: the buffer's, terminator
+/// included, before the call; the name's, without it, after a success. The other pointers are null.
+/// ERROR_NO_MORE_ITEMS past the last key; ERROR_MORE_DATA for a name that does not fit, which is
+/// none where there is room for 256 characters.
+[[nodiscard]] LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize,
+                                    DWORD* reserved, char16_t* keyClass, DWORD* classSize,
+                                    FILETIME* lastWriteTime);
 
 LSTATUS RegCloseKey(HKEY key);
 

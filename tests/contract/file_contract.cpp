@@ -1,6 +1,7 @@
 #include "contract/world.h"
 #include "platform/c_runtime.h"
 #include "platform/files.h"
+#include "platform/process_closers.h"
 #include "platform/registry_access.h"
 
 #include <gtest/gtest.h>
@@ -51,6 +52,31 @@ TEST(FileContract, ASearchDeliversInNameOrderWhateverTheLetterCase) {
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(FindFirstFileW((kFolder + u"none\\*.msp").c_str(), &entry), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+}
+
+TEST(FileContract, AFileIsReadFromAPlaceInIt) {
+    PutFile(kFolder + u"read\\file.txt", "0123456789");
+    const auto open = [](const std::u16string& name) {
+        return CreateFileW((kFolder + u"read" + name).c_str(), GENERIC_READ,
+                           FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                           OPEN_EXISTING, 0, nullptr);
+    };
+    const HANDLE opened = open(u"\\FILE.TXT");
+    ASSERT_NE(opened, INVALID_HANDLE_VALUE);
+    const Handle file(opened);
+    ASSERT_NE(SetFilePointerEx(file.get(), {4}, nullptr, FILE_BEGIN), 0);
+    for (const std::string_view piece : {"4567", "89", ""}) {
+        std::string buffer(4, '?');
+        DWORD read = 99;
+        EXPECT_NE(ReadFile(file.get(), buffer.data(), 4, &read, nullptr), 0);
+        EXPECT_EQ(buffer.substr(0, read), piece);
+    }
+    const std::pair<std::u16string, DWORD> missing[] = {
+        {u"\\none", ERROR_FILE_NOT_FOUND}, {u"\\none\\x", ERROR_PATH_NOT_FOUND}, {u"", 5}};
+    for (const auto& [name, error] : missing) {
+        EXPECT_EQ(open(name), INVALID_HANDLE_VALUE);
+        EXPECT_EQ(GetLastError(), error);
+    }
 }
 
 TEST(FileContract, ADeletionTellsWhyItFailed) {

@@ -49,6 +49,9 @@ TEST(TokenContract, TheUserIsReadInTwoCalls) {
     const Sid other(made);
     EXPECT_NE(EqualSid(user->User.Sid, user->User.Sid), 0);
     EXPECT_EQ(EqualSid(user->User.Sid, other.get()), 0);
+    char16_t* text = nullptr;
+    ASSERT_NE(ConvertSidToStringSidW(other.get(), &text), 0);
+    EXPECT_EQ(std::u16string(LocalText(text).get()), u"S-1-5-18-5");
 }
 
 TEST(ProcessContract, AProcessIsCreatedUnderATokenOrNot) {

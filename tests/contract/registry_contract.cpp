@@ -85,5 +85,28 @@ TEST(RegistryContract, AValueIsGivenAsItsBytesAreStored) {
     EXPECT_EQ(RegQueryValueExW(closed, u"Name", nullptr, nullptr, nullptr, &size), 6);
 }
 
+TEST(RegistryContract, KeysBelowOneAreEnumeratedInNameOrder) {
+    const std::u16string path = kPath + u"\\Enumerated";
+    for (const char16_t* name : {u"b", u"A\\inner", u"_", u"C"})
+        ASSERT_TRUE(CreateKey(HKEY_LOCAL_MACHINE, path + u"\\" + name, KEY_WRITE));
+    RegistryKey key;
+    ASSERT_EQ(OpenKeyForReading(HKEY_LOCAL_MACHINE, path, key), 0);
+    const auto enumerate = [&](DWORD index, DWORD capacity, std::u16string& name) {
+        name.assign(8, u'?');
+        const LSTATUS status = RegEnumKeyExW(key.get(), index, name.data(), &capacity, nullptr,
+                                             nullptr, nullptr, nullptr);
+        EXPECT_TRUE(status != 0 || name[capacity] == u'\0');
+        name.resize(capacity);
+        return status;
+    };
+    std::u16string names;
+    std::u16string name;
+    for (DWORD index = 0; enumerate(index, 2, name) == 0; ++index)
+        names += name;
+    EXPECT_EQ(names, u"AbC_");
+    EXPECT_EQ(enumerate(4, 8, name), static_cast<LSTATUS>(ERROR_NO_MORE_ITEMS));
+    EXPECT_EQ(enumerate(0, 1, name), static_cast<LSTATUS>(ERROR_MORE_DATA));
+}
+
 }  // namespace
 }  // namespace platform

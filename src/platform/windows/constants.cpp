@@ -37,6 +37,13 @@
     X(FILE_ATTRIBUTE_DIRECTORY)                                                                    \
     X(FILE_ATTRIBUTE_ARCHIVE)                                                                      \
     X(MOVEFILE_DELAY_UNTIL_REBOOT)                                                                 \
+    X(GENERIC_READ)                                                                                \
+    X(FILE_SHARE_READ)                                                                             \
+    X(FILE_SHARE_WRITE)                                                                            \
+    X(FILE_SHARE_DELETE)                                                                           \
+    X(OPEN_EXISTING)                                                                               \
+    X(FILE_BEGIN)                                                                                  \
+    X(KEY_ENUMERATE_SUB_KEYS)                                                                      \
     X(PROCESS_QUERY_INFORMATION)                                                                   \
     X(TH32CS_SNAPPROCESS)                                                                          \
     X(CREATE_NO_WINDOW)                                                                            \

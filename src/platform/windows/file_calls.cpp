@@ -21,6 +21,9 @@ SALTROVE_SAME_FIELD(WIN32_FIND_DATAW, dwReserved1);
 SALTROVE_SAME_FIELD(WIN32_FIND_DATAW, cFileName);
 SALTROVE_SAME_FIELD(WIN32_FIND_DATAW, cAlternateFileName);
 
+SALTROVE_SAME_SIZE(LARGE_INTEGER);
+SALTROVE_SAME_FIELD(LARGE_INTEGER, QuadPart);
+
 ::WIN32_FIND_DATAW* Native(WIN32_FIND_DATAW* entry) {
     return reinterpret_cast<::WIN32_FIND_DATAW*>(entry);
 }
@@ -50,6 +53,27 @@ DWORD GetFullPathNameW(const char16_t* path, DWORD size, char16_t* buffer, char1
 
 UINT GetWindowsDirectoryW(char16_t* buffer, UINT size) {
     return ::GetWindowsDirectoryW(Native(buffer), size);
+}
+
+HANDLE CreateFileW(const char16_t* path, DWORD access, DWORD shareMode,
+                   const SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD flags,
+                   HANDLE templateFile) {
+    return reinterpret_cast<HANDLE>(::CreateFileW(
+        Native(path), access, shareMode,
+        reinterpret_cast<::SECURITY_ATTRIBUTES*>(const_cast<SECURITY_ATTRIBUTES*>(security)),
+        disposition, flags, Native(templateFile)));
+}
+
+BOOL SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER* newPlace, DWORD method) {
+    ::LARGE_INTEGER native;
+    native.QuadPart = distance.QuadPart;
+    return ::SetFilePointerEx(Native(file), native, reinterpret_cast<::LARGE_INTEGER*>(newPlace),
+                              method);
+}
+
+BOOL ReadFile(HANDLE file, void* buffer, DWORD size, DWORD* read, OVERLAPPED* overlapped) {
+    return ::ReadFile(Native(file), buffer, size, Native(read),
+                      reinterpret_cast<::OVERLAPPED*>(overlapped));
 }
 
 BOOL DeleteFileW(const char16_t* path) {

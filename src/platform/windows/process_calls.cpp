@@ -2,6 +2,7 @@
 
 #include "platform/windows/native.h"
 
+#include <sddl.h>
 #include <tlhelp32.h>
 
 namespace platform {
@@ -130,6 +131,14 @@ BOOL EqualSid(PSID a, PSID b) {
 
 void* FreeSid(PSID sid) {
     return ::FreeSid(sid);
+}
+
+BOOL ConvertSidToStringSidW(PSID sid, char16_t** text) {
+    return ::ConvertSidToStringSidW(sid, reinterpret_cast<wchar_t**>(text));
+}
+
+void* LocalFree(void* block) {
+    return ::LocalFree(block);
 }
 
 BOOL DuplicateTokenEx(HANDLE token, DWORD access, const SECURITY_ATTRIBUTES* attributes,

@@ -30,6 +30,13 @@ LSTATUS RegSetValueExW(HKEY key, const char16_t* valueName, DWORD reserved, DWOR
     return ::RegSetValueExW(Native(key), Native(valueName), reserved, type, data, size);
 }
 
+LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DWORD* reserved,
+                      char16_t* keyClass, DWORD* classSize, FILETIME* lastWriteTime) {
+    return ::RegEnumKeyExW(Native(key), index, Native(name), Native(nameSize), Native(reserved),
+                           Native(keyClass), Native(classSize),
+                           reinterpret_cast<::FILETIME*>(lastWriteTime));
+}
+
 LSTATUS RegCloseKey(HKEY key) {
     return ::RegCloseKey(Native(key));
 }

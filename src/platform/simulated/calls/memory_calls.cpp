@@ -62,6 +62,25 @@ BOOL AllocateAndInitializeSid(const SID_IDENTIFIER_AUTHORITY* authority, BYTE su
     return 1;
 }
 
+BOOL ConvertSidToStringSidW(PSID sid, char16_t** text) {
+    Machine& machine = GetCurrentMachine();
+    if (machine.BeginCall("ConvertSidToStringSidW"))
+        return 0;
+    const std::u16string formatted = simulated::FormatSid(sid);
+    const std::size_t size = (formatted.size() + 1) * sizeof(char16_t);
+    void* block = HandOutBlock(machine, Kind::Local, size);
+    std::memcpy(block, formatted.c_str(), size);
+    *text = static_cast<char16_t*>(block);
+    return 1;
+}
+
+void* LocalFree(void* block) {
+    Machine& machine = GetCurrentMachine();
+    const bool isTaken = TakeBackBlock(machine, Kind::Local, block);
+    machine.BeginCall("LocalFree");
+    return isTaken ? nullptr : block;
+}
+
 BOOL EqualSid(PSID a, PSID b) {
     Machine& machine = GetCurrentMachine();
     if (machine.BeginCall("EqualSid"))

@@ -5,6 +5,7 @@
 #include "platform/simulated/machine/machine.h"
 #include "platform/simulated/texts/command_line.h"
 #include "platform/simulated/texts/sid.h"
+#include "platform/wide_text.h"
 
 #include <algorithm>
 #include <cstring>
@@ -60,7 +61,10 @@ BOOL Deliver(Machine& machine, OpenHandle& snapshot, PROCESSENTRY32W* entry) {
         return Fail(machine, ERROR_INVALID_PARAMETER);
     if (snapshot.next >= machine.processes.size())
         return Fail(machine, ERROR_NO_MORE_FILES);
-    entry->th32ProcessID = machine.processes[snapshot.next++].id;
+    const OtherProcess& process = machine.processes[snapshot.next++];
+    entry->th32ProcessID = process.id;
+    const std::u16string_view name = GetFileName(process.imagePath).substr(0, MAX_PATH - 1);
+    *std::copy(name.begin(), name.end(), entry->szExeFile) = u'\0';
     return 1;
 }
 

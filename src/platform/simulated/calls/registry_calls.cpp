@@ -2,6 +2,7 @@
 
 #include "platform/simulated/calls/handles.h"
 #include "platform/simulated/machine/machine.h"
+#include "platform/wide_text.h"
 
 #include <algorithm>
 #include <optional>
@@ -33,7 +34,8 @@ std::optional<OpenKey> LookUpKey(Machine& machine, HKEY key) {
         if (predefined.key == key)
             return OpenKey{
                 *simulated::MakeCanonicalKeyPath(predefined.name, machine.process.account),
-                KEY_ALL_ACCESS};
+                KEY_ALL_ACCESS,
+                {}};
     }
     const auto found = machine.open.keys.find(simulated::ToNumber(key));
     if (found != machine.open.keys.end())
@@ -71,7 +73,7 @@ LSTATUS BeginKeyCall(Machine& machine, const char* call, HKEY key, const char16_
 
 HKEY HandOut(Machine& machine, std::u16string path, DWORD access) {
     const std::uintptr_t handle = machine.MakeHandle();
-    machine.open.keys[handle] = {std::move(path), access};
+    machine.open.keys[handle] = {std::move(path), access, {}};
     return simulated::ToHandle<HKEY>(handle);
 }
 
@@ -180,6 +182,34 @@ LSTATUS RegSetValueExW(HKEY key, const char16_t* valueName, DWORD /*reserved*/, 
         size += kNulSize;
     machine.registry.SetValue(opened->path, valueName == nullptr ? u"" : valueName, type,
                               simulated::ValueData(data, data + size));
+    return ToStatus(ERROR_SUCCESS);
+}
+
+LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DWORD* /*reserved*/,
+                      char16_t* /*keyClass*/, DWORD* /*classSize*/, FILETIME* /*lastWriteTime*/) {
+    Machine& machine = GetCurrentMachine();
+    const auto found = machine.open.keys.find(simulated::ToNumber(key));
+    if (found == machine.open.keys.end()) {
+        ++machine.badHandles;
+        return ToStatus(ERROR_INVALID_HANDLE);
+    }
+    OpenKey& opened = found->second;
+    if (const auto fault = machine.BeginCall("RegEnumKeyExW", opened.path, {index, *nameSize}))
+        return ToStatus(*fault);
+    if ((opened.access & KEY_ENUMERATE_SUB_KEYS) == 0)
+        return ToStatus(ERROR_ACCESS_DENIED);
+    if (index == 0) {
+        opened.subKeys.clear();
+        for (const auto* child : machine.registry.GetKeys().GetChildren(opened.path))
+            opened.subKeys.emplace_back(GetFileName(child->path));
+    }
+    if (index >= opened.subKeys.size())
+        return ToStatus(ERROR_NO_MORE_ITEMS);
+    const std::u16string& subKey = opened.subKeys[index];
+    if (subKey.size() >= *nameSize)
+        return ToStatus(ERROR_MORE_DATA);
+    *std::copy(subKey.begin(), subKey.end(), name) = u'\0';
+    *nameSize = static_cast<DWORD>(subKey.size());
     return ToStatus(ERROR_SUCCESS);
 }
 

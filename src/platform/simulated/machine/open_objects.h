@@ -17,6 +17,7 @@ namespace platform::simulated {
 struct OpenKey {
     std::u16string path;
     DWORD access = 0;
+    std::vector<std::u16string> subKeys;  ///< their names, since an enumeration began
 };
 
 /// A text-mode file that is open for appending, with what has not yet reached the drive.
@@ -51,20 +52,22 @@ struct OpenRecord {
     std::size_t row = 0;
 };
 
-/// A process, a thread of one, a token or a snapshot of the processes that is open.
+/// A process, a thread of one, a token, a snapshot of the processes or a file that is open.
 struct OpenHandle {
-    enum class Kind { Process, Thread, Token, Snapshot };
+    enum class Kind { Process, Thread, Token, Snapshot, File };
     Kind kind = Kind::Process;
     DWORD access = 0;
-    DWORD processId = 0;     ///< of a process or thread
-    DWORD session = 0;       ///< of a token
-    std::u16string account;  ///< of a token
-    std::size_t next = 0;    ///< place in a snapshot
+    DWORD processId = 0;                         ///< of a process or thread
+    DWORD session = 0;                           ///< of a token
+    std::u16string account;                      ///< of a token
+    std::size_t next = 0;                        ///< place in a snapshot or file
+    std::u16string path;                         ///< of a file
+    std::shared_ptr<const std::string> content;  ///< of a file
 };
 
 /// A piece of memory that a call gave and another takes back.
 struct OpenBlock {
-    enum class Kind { Heap, Sid, SessionList };
+    enum class Kind { Heap, Sid, SessionList, Local };
     Kind kind = Kind::Heap;
     std::shared_ptr<std::byte[]> bytes;
 };

@@ -47,6 +47,21 @@ std::vector<BYTE> MakeSidFromText(std::u16string_view text) {
     return MakeSid(authority, parts);
 }
 
+std::u16string FormatSid(PSID sid) {
+    const auto* bytes = static_cast<const BYTE*>(sid);
+    std::uint64_t authority = 0;
+    for (std::size_t i = 2; i < kHeaderSize; ++i)
+        authority = authority << 8U | bytes[i];
+    std::string text = "S-" + std::to_string(bytes[0]) + "-" + std::to_string(authority);
+    for (std::size_t part = 0; part < bytes[1]; ++part) {
+        DWORD number = 0;
+        for (std::size_t i = kPartSize; i > 0; --i)
+            number = number << 8U | bytes[kHeaderSize + kPartSize * part + i - 1];
+        text += "-" + std::to_string(number);
+    }
+    return {text.begin(), text.end()};
+}
+
 std::size_t GetSidSize(PSID sid) {
     return kHeaderSize + kPartSize * static_cast<const BYTE*>(sid)[1];
 }

@@ -2,6 +2,7 @@
 
 #include "platform/processes.h"
 
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -14,6 +15,9 @@ namespace platform::simulated {
 
 /// The SID that a text such as S-1-5-18 stands for. Numbers that are too large are cut.
 [[nodiscard]] std::vector<BYTE> MakeSidFromText(std::u16string_view text);
+
+/// The text for a SID, such as S-1-5-18.
+[[nodiscard]] std::u16string FormatSid(PSID sid);
 
 /// The size of a SID in bytes.
 [[nodiscard]] std::size_t GetSidSize(PSID sid);
