@@ -87,18 +87,22 @@ std::int32_t GetPatchState(const std::u16string& patchCode, const std::u16string
     return state ? ReadDecimalPrefix(*state) : 0;
 }
 
+std::u16string GetSourceListKeyPath(std::u16string_view packedPatchCode) {
+    return std::u16string(kPatchesKeyPath) + u"\\" + std::u16string(packedPatchCode) +
+           u"\\SourceList";
+}
+
 std::optional<std::u16string> ReadPackageName(const std::u16string& patchCode) {
     const std::optional<std::u16string> packedCode = PackGuid(patchCode);
     if (!packedCode)
         return std::nullopt;
     platform::RegistryKey key;
-    const std::u16string keyPath =
-        u"SOFTWARE\\Classes\\Installer\\Patches\\" + *packedCode + u"\\SourceList";
+    const std::u16string keyPath = GetSourceListKeyPath(*packedCode);
     if (platform::OpenKeyForReading(platform::HKEY_LOCAL_MACHINE, keyPath, key) != 0)
         return std::nullopt;
     std::array<char16_t, 260> packageName{};
     platform::DWORD size = sizeof(packageName);
-    if (platform::RegQueryValueExW(key.get(), u"PackageName", nullptr, nullptr,
+    if (platform::RegQueryValueExW(key.get(), kPackageNameValue, nullptr, nullptr,
                                    reinterpret_cast<platform::BYTE*>(packageName.data()),
                                    &size) != 0)
         return std::nullopt;

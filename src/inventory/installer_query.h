@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// The questions that are put to Windows Installer about patches, in the per-machine context.
@@ -47,6 +48,12 @@ platform::UINT WalkPatches(const char16_t* productCode, platform::DWORD filter,
 /// The patch's `State` read as a decimal number; 0 if it cannot be read. Logs nothing.
 [[nodiscard]] std::int32_t GetPatchState(const std::u16string& patchCode,
                                          const std::u16string& productCode);
+
+/// The key in HKEY_LOCAL_MACHINE that has a key for each patch, by its packed code; the key of such
+/// a patch that holds its package's name; and the value that is the name.
+inline constexpr std::u16string_view kPatchesKeyPath = u"SOFTWARE\\Classes\\Installer\\Patches";
+[[nodiscard]] std::u16string GetSourceListKeyPath(std::u16string_view packedPatchCode);
+inline constexpr const char16_t* kPackageNameValue = u"PackageName";
 
 /// The `PackageName` of the patch's SourceList key, up to 260 characters; nothing if the patch code
 /// cannot be packed, the key cannot be opened, or the value is missing or longer than 520 bytes,

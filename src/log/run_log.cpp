@@ -15,8 +15,6 @@ namespace saltrove {
 
 namespace {
 
-constexpr std::u16string_view kRunLogFolder = kRunLogPath.substr(0, kRunLogPath.rfind(u'\\'));
-
 struct LogFileCloser {
     void operator()(platform::FILE* file) const {
         platform::fclose(file);

@@ -12,6 +12,8 @@
 namespace saltrove {
 
 inline constexpr std::u16string_view kRunLogPath = u"C:\\Windows\\Temp\\PatchCleanuplog.txt";
+inline constexpr std::u16string_view kRunLogFolder =
+    kRunLogPath.substr(0, kRunLogPath.rfind(u'\\'));
 
 /// Turns the log on or off. To be called once in a run, before its first line: touches no file.
 void TurnRunLog(bool isOn);

@@ -5,8 +5,12 @@
 
 namespace saltrove {
 
+std::u16string GetCleanupKeyPathOfRoot(std::u16string_view root) {
+    return std::u16string(root) + u"\\Cleanup";
+}
+
 std::u16string GetCleanupKeyPath(std::u16string_view productCode) {
-    return GetProductRoot(productCode) + u"\\Cleanup";
+    return GetCleanupKeyPathOfRoot(GetProductRoot(productCode));
 }
 
 std::optional<platform::DWORD> QueryCleanupNumber(std::u16string_view productCode,

@@ -13,8 +13,12 @@ namespace saltrove {
 /// The value that holds when the last cleanup was: the low 32 bits of seconds since 1970, UTC.
 inline constexpr const char16_t* kCleanupTimeValue = u"CleanupTime";
 
-/// The key's path: the product's root and "\Cleanup". With an empty root that begins with a
-/// backslash, and no such key can be opened.
+/// The value that turns the run log on. The program never writes it.
+inline constexpr const char16_t* kRunLogSwitchValue = u"EnablePatchCleanuplog";
+
+/// The key's path below a product root, and that of a product: its root and "\Cleanup". With an
+/// empty root that begins with a backslash, and no such key can be opened.
+[[nodiscard]] std::u16string GetCleanupKeyPathOfRoot(std::u16string_view root);
 [[nodiscard]] std::u16string GetCleanupKeyPath(std::u16string_view productCode);
 
 /// The number in a value of the key; nothing if the key cannot be opened, or the value is missing,

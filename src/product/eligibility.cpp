@@ -7,6 +7,8 @@
 #include "product/cleanup_key.h"
 #include "product/product_track.h"
 
+#include <optional>
+
 namespace saltrove {
 
 namespace {
@@ -14,9 +16,9 @@ namespace {
 using platform::FormatDecimal;
 
 /// The part of the two key paths that the family and the track decide, a backslash in front.
-std::u16string BuildFamilyAndTrackPath(const std::u16string& productCode, ProductTrack track) {
+std::u16string BuildFamilyAndTrackPath(std::u16string_view family, ProductTrack track) {
     std::u16string path(u"\\");
-    path += GetProductFamilyKey(productCode);
+    path += family;
     path += u'\\';
     path += GetTrackName(track);
     return path;
@@ -42,22 +44,24 @@ std::optional<platform::DWORD> ReadPatchCleanFlag(const std::u16string& keyPath)
 
 }  // namespace
 
-std::optional<std::u16string> GetPolicyKeyPath(const std::u16string& productCode) {
-    const std::optional<ProductTrack> track = GetProductTrack(productCode);
-    if (!track)
-        return std::nullopt;
-    return u"SOFTWARE\\Policies\\Kelvane" + BuildFamilyAndTrackPath(productCode, *track) +
+std::u16string GetPolicyKeyPath(std::u16string_view family, ProductTrack track) {
+    return u"SOFTWARE\\Policies\\Kelvane" + BuildFamilyAndTrackPath(family, track) +
            u"\\FeatureLockDown";
 }
 
+std::u16string GetSampleKeyPath(std::u16string_view family, ProductTrack track) {
+    return u"SOFTWARE\\Kelvane" + BuildFamilyAndTrackPath(family, track) + u"\\WebResource";
+}
+
 FeatureLockState GetPatchCleanupFeatureLockState(const std::u16string& productCode) {
-    const std::optional<std::u16string> keyPath = GetPolicyKeyPath(productCode);
-    if (!keyPath) {
+    const std::optional<ProductTrack> track = GetProductTrack(productCode);
+    if (!track) {
         WriteRunLog(u"GetPatchCleanupFeatureLockState: Unknown product track from ProductCode.");
         return FeatureLockState::NotSet;
     }
-    WriteRunLog(u"GetPatchCleanupFeatureLockState: Checking registry at " + *keyPath);
-    const std::optional<platform::DWORD> flag = ReadPatchCleanFlag(*keyPath);
+    const std::u16string keyPath = GetPolicyKeyPath(GetProductFamilyKey(productCode), *track);
+    WriteRunLog(u"GetPatchCleanupFeatureLockState: Checking registry at " + keyPath);
+    const std::optional<platform::DWORD> flag = ReadPatchCleanFlag(keyPath);
     if (!flag)
         return FeatureLockState::NotSet;
     switch (*flag) {
@@ -88,8 +92,7 @@ std::int32_t GetIRandomFromRegistry(const std::u16string& productCode) {
         WriteRunLog(u"GetIRandomFromRegistry: Unknown product track from ProductCode.");
         return -1;
     }
-    const std::u16string keyPath =
-        u"SOFTWARE\\Kelvane" + BuildFamilyAndTrackPath(productCode, *track) + u"\\WebResource";
+    const std::u16string keyPath = GetSampleKeyPath(GetProductFamilyKey(productCode), *track);
     WriteRunLog(u"GetIRandomFromRegistry: Reading iRandom from " + keyPath);
     platform::RegistryKey key;
     const platform::LSTATUS opened =
@@ -101,7 +104,7 @@ std::int32_t GetIRandomFromRegistry(const std::u16string& productCode) {
     platform::DWORD iRandom = 0;
     platform::DWORD size = sizeof(iRandom);
     const platform::LSTATUS queried =
-        platform::RegQueryValueExW(key.get(), u"iRandom", nullptr, nullptr,
+        platform::RegQueryValueExW(key.get(), kSampleValue, nullptr, nullptr,
                                    reinterpret_cast<platform::BYTE*>(&iRandom), &size);
     key.reset();
     if (queried != 0) {

@@ -1,13 +1,23 @@
 #pragma once
 
+#include "product/product_track.h"
+
 #include <cstdint>
-#include <optional>
 #include <string>
+#include <string_view>
 
 /// Whether this machine may be cleaned now: by policy, by the time since the last cleanup, and by
 /// the sample of machines that takes part. `productCode` is the command line's, unchecked. Nothing
 /// here writes to the registry.
 namespace saltrove {
+
+/// The keys in HKEY_LOCAL_MACHINE of a family (one of kProductFamilyKeys) and track: that of the
+/// policy, with the value kPolicyValue, and that of the machine's number for the sample.
+[[nodiscard]] std::u16string GetPolicyKeyPath(std::u16string_view family, ProductTrack track);
+[[nodiscard]] std::u16string GetSampleKeyPath(std::u16string_view family, ProductTrack track);
+/// A REG_DWORD of 0 forbids a cleanup, of 1 forces it.
+inline constexpr const char16_t* kPolicyValue = u"PatchCleanFlag";
+inline constexpr const char16_t* kSampleValue = u"iRandom";
 
 /// What machine policy says of the cleanup.
 enum class FeatureLockState : std::int32_t {
@@ -15,13 +25,6 @@ enum class FeatureLockState : std::int32_t {
     Disabled = 0,  ///< the cleanup is forbidden
     Enabled = 1,   ///< the cleanup is forced, past interval and sample
 };
-
-/// The policy value: a REG_DWORD of 0 forbids a cleanup, of 1 forces it.
-inline constexpr const char16_t* kPolicyValue = u"PatchCleanFlag";
-
-/// The path of the key in HKEY_LOCAL_MACHINE in which policy for the product's family and track
-/// stands; nothing for an unknown track.
-[[nodiscard]] std::optional<std::u16string> GetPolicyKeyPath(const std::u16string& productCode);
 
 /// Reads the policy value `PatchCleanFlag` of the product's family and track. Only a REG_DWORD of 0
 /// or 1 is a policy. Logs where it looks and what it finds.

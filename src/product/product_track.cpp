@@ -1,5 +1,7 @@
 #include "product/product_track.h"
 
+#include <algorithm>
+
 namespace saltrove {
 
 namespace {
@@ -38,6 +40,15 @@ std::u16string GetProductRoot(std::u16string_view productCode) {
     return {};
 }
 
+std::vector<std::u16string_view> GetProductRoots() {
+    std::vector<std::u16string_view> roots;
+    for (const RootRow& row : kRootRows) {
+        if (std::find(roots.begin(), roots.end(), row.root) == roots.end())
+            roots.push_back(row.root);
+    }
+    return roots;
+}
+
 std::optional<ProductTrack> GetProductTrack(std::u16string_view productCode) {
     if (productCode.size() <= kTrackIndex)
         return std::nullopt;
@@ -70,7 +81,7 @@ std::u16string_view GetTrackName(ProductTrack track) {
 }
 
 std::u16string_view GetProductFamilyKey(std::u16string_view productCode) {
-    return Contains(productCode, u"6C3B") ? u"Ostrel Lumeth" : u"Kelvane Ostrel";
+    return kProductFamilyKeys[Contains(productCode, u"6C3B") ? 1 : 0];
 }
 
 }  // namespace saltrove

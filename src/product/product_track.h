@@ -1,8 +1,10 @@
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// What a ProductCode says of the product: its settings root, its release track, its family.
 ///
@@ -14,9 +16,19 @@ namespace saltrove {
 
 enum class ProductTrack { Trunk, Beta, ZR, ESR };
 
+inline constexpr std::array kProductTracks = {ProductTrack::Trunk, ProductTrack::Beta,
+                                              ProductTrack::ZR, ProductTrack::ESR};
+
+/// The families by their key names in registry paths.
+inline constexpr std::array<std::u16string_view, 2> kProductFamilyKeys = {u"Kelvane Ostrel",
+                                                                          u"Ostrel Lumeth"};
+
 /// The registry path of the product's settings, without a hive and without a backslash at its end,
 /// such as "SOFTWARE\Kelvane\Kelvane Ostrel\ZR"; empty for a code that names no known family.
 [[nodiscard]] std::u16string GetProductRoot(std::u16string_view productCode);
+
+/// Every root that GetProductRoot can give, but for the empty one.
+[[nodiscard]] std::vector<std::u16string_view> GetProductRoots();
 
 /// The track that the second character of the code's last group stands for; none for any other
 /// character and for a code too short to have one.
@@ -25,7 +37,7 @@ enum class ProductTrack { Trunk, Beta, ZR, ESR };
 /// The track's name, which is also its key name in registry paths.
 [[nodiscard]] std::u16string_view GetTrackName(ProductTrack track);
 
-/// The key name of the product's family: "Ostrel Lumeth" or "Kelvane Ostrel".
+/// The key name of the product's family, one of kProductFamilyKeys.
 [[nodiscard]] std::u16string_view GetProductFamilyKey(std::u16string_view productCode);
 
 }  // namespace saltrove

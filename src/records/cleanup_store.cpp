@@ -19,7 +19,7 @@ platform::RegistryKey OpenCleanupStore(const std::u16string& productCode) {
 }
 
 void WriteAffectedMachine(const platform::RegistryKey& store, bool patchesCleaned) {
-    platform::SetDword(store, u"AffectedMachine", patchesCleaned ? 1 : 0);
+    platform::SetDword(store, kAffectedMachineValue, patchesCleaned ? 1 : 0);
 }
 
 }  // namespace
@@ -30,9 +30,9 @@ void LogCurrentPatchInfo(const std::u16string& productCode, const std::u16string
         WriteRunLog(u"Failed to open registry key for logging current patch info");
         return;
     }
-    platform::SetText(store, u"CurrentPatchVersion", productVersion);
+    platform::SetText(store, kCurrentPatchVersionValue, productVersion);
     const std::u16string type(GetCurrentPatchType(productVersion, productCode));
-    platform::SetText(store, u"CurrentPatchType", type);
+    platform::SetText(store, kCurrentPatchTypeValue, type);
     WriteRunLog(u"Logged current patch info - Version: " + productVersion + u", Type: " + type);
 }
 
@@ -42,7 +42,7 @@ void LogCleanupRecord(const std::u16string& productCode, bool patchesCleaned,
     if (!store)
         return;
     WriteAffectedMachine(store, patchesCleaned);
-    platform::SetText(store, u"PatchMarkForDeletionList", ReduceToFileNames(removedPaths));
+    platform::SetText(store, kMarkedListValue, ReduceToFileNames(removedPaths));
     platform::SetDword(store, kCleanupTimeValue,
                        static_cast<platform::DWORD>(platform::_time64(nullptr)));
 }
@@ -52,9 +52,9 @@ void LogOrphanPatches(const std::u16string& productCode, std::int32_t orphanCoun
     const platform::RegistryKey store = OpenCleanupStore(productCode);
     if (!store)
         return;
-    platform::SetDword(store, u"OrphanPatchCount", static_cast<platform::DWORD>(orphanCount));
+    platform::SetDword(store, kOrphanCountValue, static_cast<platform::DWORD>(orphanCount));
     if (orphanCount > 0)
-        platform::SetText(store, u"OrphanPatches", orphanList);
+        platform::SetText(store, kOrphanListValue, orphanList);
 }
 
 void LogAffectedMachine(const std::u16string& productCode, bool patchesCleaned) {
@@ -67,7 +67,7 @@ void LogExitState(const std::u16string& productCode, ExitState exitState) {
     if (!store)
         return;
     const auto code = static_cast<std::int32_t>(exitState);
-    platform::SetDword(store, u"ExitState", static_cast<platform::DWORD>(code));
+    platform::SetDword(store, kExitStateValue, static_cast<platform::DWORD>(code));
     WriteRunLog(u"Logged exit state: " + platform::FormatDecimal(code));
 }
 

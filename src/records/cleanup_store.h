@@ -11,6 +11,15 @@
 /// result: a record that cannot be written changes nothing about a run.
 namespace saltrove {
 
+/// The values of the store, beside kCleanupTimeValue.
+inline constexpr const char16_t* kCurrentPatchVersionValue = u"CurrentPatchVersion";
+inline constexpr const char16_t* kCurrentPatchTypeValue = u"CurrentPatchType";
+inline constexpr const char16_t* kAffectedMachineValue = u"AffectedMachine";
+inline constexpr const char16_t* kMarkedListValue = u"PatchMarkForDeletionList";
+inline constexpr const char16_t* kOrphanCountValue = u"OrphanPatchCount";
+inline constexpr const char16_t* kOrphanListValue = u"OrphanPatches";
+inline constexpr const char16_t* kExitStateValue = u"ExitState";
+
 /// The final state of a run.
 enum class ExitState : std::int32_t {
     Success = 0,

@@ -45,15 +45,19 @@ PatchType GetCurrentPatchType(const std::u16string& productVersion,
     return type;
 }
 
+std::u16string GetMarkerKeyPath(std::u16string_view root) {
+    return std::u16string(root) + u"\\KXPrivate";
+}
+
 void LogPatchMarker(const std::u16string& productCode) {
     const std::u16string root = GetProductRoot(productCode);
     if (root.empty())
         return;
     const platform::RegistryKey key =
-        platform::CreateKey(platform::HKEY_CURRENT_USER, root + u"\\KXPrivate",
+        platform::CreateKey(platform::HKEY_CURRENT_USER, GetMarkerKeyPath(root),
                             platform::KEY_SET_VALUE | platform::KEY_WOW64_64KEY);
     if (key)
-        platform::SetDword(key, u"iLogPatchData", 1);
+        platform::SetDword(key, kMarkerValue, 1);
 }
 
 }  // namespace saltrove

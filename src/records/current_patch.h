@@ -3,6 +3,7 @@
 #include "inventory/patch_versions.h"
 
 #include <string>
+#include <string_view>
 
 /// What the machine stands on now, and the per-user marker of a cleaned machine.
 namespace saltrove {
@@ -17,7 +18,11 @@ namespace saltrove {
 [[nodiscard]] PatchType GetCurrentPatchType(const std::u16string& productVersion,
                                             const std::u16string& productCode);
 
-/// Sets `iLogPatchData` to 1 in the product's KXPrivate key of the account that the process runs
+/// The key of the marker, below a user's hive, for a product root; and its value.
+[[nodiscard]] std::u16string GetMarkerKeyPath(std::u16string_view root);
+inline constexpr const char16_t* kMarkerValue = u"iLogPatchData";
+
+/// Sets the marker to 1 in the hive of the account that the process runs
 /// under. Does nothing for a product code without a root, and fails in silence. Logs nothing.
 void LogPatchMarker(const std::u16string& productCode);
 

@@ -6,7 +6,6 @@
 #include "product/eligibility.h"
 #include "product/product_track.h"
 #include "replay/command_line.h"
-#include "run/run_log_switch.h"
 
 namespace replay {
 
@@ -29,11 +28,14 @@ void TurnLogOn(const std::u16string& productCode, Machine& machine) {
 }
 
 void ForceRun(const std::u16string& productCode, Machine& machine) {
-    const auto keyPath = saltrove::GetPolicyKeyPath(productCode);
-    if (!keyPath)
+    const auto track = saltrove::GetProductTrack(productCode);
+    if (!track)
         throw UsageError("--force: the product code \"" + EncodeUtf8(productCode) +
                          "\" is of no known release track, for which there is no policy");
-    machine.registry.SetDword(kLocalMachine + *keyPath, saltrove::kPolicyValue, 1);
+    machine.registry.SetDword(
+        kLocalMachine +
+            saltrove::GetPolicyKeyPath(saltrove::GetProductFamilyKey(productCode), *track),
+        saltrove::kPolicyValue, 1);
 }
 
 }  // namespace

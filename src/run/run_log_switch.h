@@ -4,9 +4,6 @@
 
 namespace saltrove {
 
-/// The value in the product's Cleanup key that turns the run log on. The program never writes it.
-inline constexpr const char16_t* kRunLogSwitchValue = u"EnablePatchCleanuplog";
-
 /// Turns the run log on if `EnablePatchCleanuplog` in the product's Cleanup key is a REG_DWORD of
 /// 1, and off otherwise. To be called once in a run, before its first line.
 void InitRunLog(const std::u16string& productCode);

@@ -17,9 +17,6 @@ namespace {
 
 using platform::DWORD;
 
-constexpr std::u16string_view kWinlogon =
-    u"\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Winlogon";
-
 /// What no session has as its number.
 constexpr DWORD kNoSession = 0xFFFFFFFF;
 
@@ -57,11 +54,12 @@ std::u16string_view SkipFirstPart(std::u16string_view path) {
 
 /// The value `Shell` as Winlogon's two keys have it; the ordinary shell where they have none.
 std::u16string ReadShell() {
+    const std::u16string keyPath(kWinlogonKeyPath);
     std::u16string shell;
     const RegUtil registry;
-    registry.ReadShellValue(u"HKEY_CURRENT_USER" + std::u16string(kWinlogon), shell);
+    registry.ReadShellValue(u"HKEY_CURRENT_USER\\" + keyPath, shell);
     if (shell.empty())
-        registry.ReadShellValue(u"HKEY_LOCAL_MACHINE" + std::u16string(kWinlogon), shell);
+        registry.ReadShellValue(u"HKEY_LOCAL_MACHINE\\" + keyPath, shell);
     return shell.empty() ? u"explorer.exe" : shell;
 }
 
@@ -115,7 +113,7 @@ void RegUtil::ReadShellValue(const std::u16string& fullKeyPath, std::u16string& 
     std::array<char16_t, platform::MAX_PATH + 1> data{};
     DWORD type = 0;
     DWORD size = sizeof(data);
-    if (platform::RegQueryValueExW(key.get(), u"Shell", nullptr, &type,
+    if (platform::RegQueryValueExW(key.get(), kShellValue, nullptr, &type,
                                    reinterpret_cast<platform::BYTE*>(data.data()), &size) != 0)
         return;
     std::u16string text = platform::ReadBuffer(data);

@@ -4,10 +4,16 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 /// Finding the signed-in user's shell: the process whose token stands for that user. Nothing here
 /// writes to the run log; a failure shows in the result alone.
 namespace saltrove {
+
+/// Winlogon's key, below the hive of the machine or of a user, and the value that names the shell.
+inline constexpr std::u16string_view kWinlogonKeyPath =
+    u"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Winlogon";
+inline constexpr const char16_t* kShellValue = u"Shell";
 
 /// Reads from the registry by a path that begins with the name of a hive.
 class RegUtil {

@@ -51,15 +51,15 @@ HANDLE CreateFileW(const char16_t* path, DWORD access, DWORD shareMode,
         machine.lastError = *error;
         return INVALID_HANDLE_VALUE;
     }
-    auto content = simulated::ReadContent(*machine.drive.Find(path));
-    if (!content) {
+    const FileNode* node = machine.drive.Find(path);
+    if (node->reading) {
         machine.lastError = ERROR_OPEN_FAILED;
         return INVALID_HANDLE_VALUE;
     }
     OpenHandle opened;
     opened.kind = OpenHandle::Kind::File;
     opened.path = path;
-    opened.content = std::make_shared<const std::string>(*std::move(content));
+    opened.content = std::make_shared<const std::string>(simulated::ReadContent(*node));
     const std::uintptr_t handle = machine.MakeHandle();
     machine.open.handles.emplace(handle, std::move(opened));
     return simulated::ToHandle<HANDLE>(handle);

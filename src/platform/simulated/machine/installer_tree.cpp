@@ -9,10 +9,9 @@ namespace platform::simulated {
 
 namespace {
 
-const std::u16string kProducts = u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\Installer\\Products";
+const std::u16string kProducts(kProductsKey);
 const std::u16string kUserData =
-    u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData\\"
-    u"S-1-5-18";
+    std::u16string(kUserDataKey) + u"\\" + std::u16string(kMachineAccount);
 
 // Where the hyphens of a braced GUID stand.
 constexpr std::size_t kHyphens[] = {9, 14, 19, 24};

@@ -10,6 +10,14 @@
 
 namespace platform::simulated {
 
+/// The keys under which Windows Installer keeps its products, and what it knows of them for each
+/// account: below it, that of the whole machine is kMachineAccount.
+inline constexpr std::u16string_view kProductsKey =
+    u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\Installer\\Products";
+inline constexpr std::u16string_view kUserDataKey =
+    u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData";
+inline constexpr std::u16string_view kMachineAccount = u"S-1-5-18";
+
 /// What Windows Installer knows of products and patches, read out of its registry tree.
 ///
 /// Keeps what it has worked out until the registry changes, so that walking a list by index costs

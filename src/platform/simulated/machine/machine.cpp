@@ -11,11 +11,6 @@ Machine* currentMachine = nullptr;
 
 constexpr DWORD kSpoiledError = 0xBADC0DE;
 
-struct KnownExport {
-    std::u16string_view module;  // in capitals
-    std::string_view function;
-};
-
 constexpr KnownExport kKnownExports[] = {
     {u"MSI.DLL", "MsiEnumPatchesExW"},
     {u"MSI.DLL", "MsiGetPatchInfoExW"},
@@ -83,6 +78,10 @@ MachineScope::~MachineScope() {
 Machine& GetCurrentMachine() {
     assert(currentMachine != nullptr && "a platform call outside of every MachineScope");
     return *currentMachine;
+}
+
+std::span<const KnownExport> GetKnownExports() {
+    return kKnownExports;
 }
 
 bool IsKnownExport(std::u16string_view module, std::string_view function) {

@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -150,6 +151,15 @@ class MachineScope {
 
 /// The machine of the innermost scope. There has to be one.
 [[nodiscard]] Machine& GetCurrentMachine();
+
+/// A function of a module that a machine has; the module's name is in capitals.
+struct KnownExport {
+    std::u16string_view module;
+    std::string_view function;
+};
+
+/// All that a simulated machine has, those of a module beside each other.
+[[nodiscard]] std::span<const KnownExport> GetKnownExports();
 
 /// Whether a simulated machine has this module, or with a function name that function of it.
 [[nodiscard]] bool IsKnownExport(std::u16string_view module, std::string_view function);

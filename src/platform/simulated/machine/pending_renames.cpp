@@ -6,9 +6,6 @@ namespace platform::simulated {
 
 namespace {
 
-constexpr std::u16string_view kKeyPath =
-    u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Session Manager";
-constexpr std::u16string_view kValueName = u"PendingFileRenameOperations";
 constexpr std::u16string_view kPrefix = u"\\??\\";
 
 /// Takes the text at the start of the list away.
@@ -25,7 +22,7 @@ std::u16string RemovePrefix(const std::u16string& path) {
 /// The pairs of texts that are registered, as they stand there. An empty first text ends the list;
 /// where a second one is missing it is empty.
 std::vector<PendingRename> ReadPairs(const Registry& registry) {
-    const RegistryValue* value = registry.FindValue(kKeyPath, kValueName);
+    const RegistryValue* value = registry.FindValue(kPendingRenamesKey, kPendingRenamesValue);
     if (value == nullptr || value->type != REG_MULTI_SZ)
         return {};
     const std::u16string list = GetCharacters(value->data);
@@ -56,16 +53,19 @@ void RegisterDeletion(Registry& registry, std::u16string_view path,
         for (const PendingRename& pair : ReadPairs(registry))
             list.append(pair.path).append(1, u'\0').append(pair.newPath).append(1, u'\0');
         // The terminator that MakeTextData adds ends the list.
-        registry.SetValue(kKeyPath, kValueName, REG_MULTI_SZ, MakeTextData(list));
+        registry.SetValue(kPendingRenamesKey, kPendingRenamesValue, REG_MULTI_SZ,
+                          MakeTextData(list));
     }
     std::u16string pair(kPrefix);
     pair.append(path).append(2, u'\0');
-    registry.ReplaceEnd(kKeyPath, kValueName, sizeof(char16_t), MakeTextData(pair));
+    registry.ReplaceEnd(kPendingRenamesKey, kPendingRenamesValue, sizeof(char16_t),
+                        MakeTextData(pair));
     soundGeneration = registry.GetGeneration();
 }
 
 bool IsPendingRenamesValue(std::u16string_view keyPath, std::u16string_view name) {
-    return FoldCase(keyPath) == FoldCase(kKeyPath) && FoldCase(name) == FoldCase(kValueName);
+    return FoldCase(keyPath) == FoldCase(kPendingRenamesKey) &&
+           FoldCase(name) == FoldCase(kPendingRenamesValue);
 }
 
 }  // namespace platform::simulated

@@ -11,6 +11,10 @@
 /// text stands for a deletion.
 namespace platform::simulated {
 
+inline constexpr std::u16string_view kPendingRenamesKey =
+    u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Session Manager";
+inline constexpr const char16_t* kPendingRenamesValue = u"PendingFileRenameOperations";
+
 struct PendingRename {
     std::u16string path;     ///< without the prefix `\??\`
     std::u16string newPath;  ///< likewise; empty for a deletion
