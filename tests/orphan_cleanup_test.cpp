@@ -68,6 +68,20 @@ TEST(OrphanCleanup, TellsOfEachEntryWhatItIsAndWhy) {
     });
 }
 
+TEST(OrphanCleanup, BothSidesOfTheComparisonAreLowerCasedAlike) {
+    for (unsigned failing = 1; failing <= 4; ++failing) {
+        Machine machine = MakeMachine();
+        AddPatch(machine, 3, {1, u"", u"", u"\u00C9.msp"});
+        machine.drive.AddFile(kCache + u"\u00C9.msp", kOwnPackage);
+        AddFault(machine, "_create_locale", u"", 1, failing, failing);
+        RunWithLog(machine, [&] {
+            const std::vector<CacheEntry> entries = RunOrphanPhase(false).entries;
+            ASSERT_EQ(entries.size(), 1U);
+            EXPECT_EQ(entries[0].kind, EntryKind::Linked) << failing;
+        });
+    }
+}
+
 TEST(OrphanCleanup, SetsItsResultsAndOnlyEverSetsTheFlag) {
     for (const bool wasCleaned : {false, true}) {
         for (const DWORD error : {2U, 5U}) {

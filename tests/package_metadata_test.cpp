@@ -125,6 +125,16 @@ TEST(PackageMetadata, SaysWhatFailsAndLeavesNothingOpen) {
     AddFault(machine, "MsiRecordGetStringW", u"", 6, 2, 2);
     RunWithLog(machine, [] { EXPECT_EQ(GetDescriptionFromMsp(kPath), u"") << "no stale text"; });
     EXPECT_EQ(FindNumbers(machine, "MsiOpenDatabaseW"), std::vector<std::uint64_t>{32});
+
+    // A row behind one that cannot be read is not the first one any more.
+    const std::string twoRows =
+        WritePackage(MakePackage({{"Description", "first"}, {"Description", "second"}}));
+    for (const unsigned failing : {1U, 2U}) {
+        Machine other = MakeMachine();
+        other.drive.AddFile(kPath, twoRows);
+        AddFault(other, "MsiRecordGetStringW", u"", 6, failing, failing);
+        RunWithLog(other, [] { EXPECT_EQ(GetDescriptionFromMsp(kPath), u""); });
+    }
 }
 
 TEST(PackageMetadata, ADamagedPackageIsOneThatCannotBeOpenedOrQueried) {

@@ -32,11 +32,11 @@ FileSearch FindFirstPackage(platform::WIN32_FIND_DATAW& found) {
     return FileSearch(search == platform::INVALID_HANDLE_VALUE ? nullptr : search);
 }
 
-LinkedList ListLinkedPackages() {
+LinkedList ListLinkedPackages(const NativeLocale& locale) {
     LinkedList list;
     const auto visit = [&](const EnumeratedPatch& patch) {
         if (const auto path = GetLocalPackage(patch.patchCode, patch.targetProductCode)) {
-            list.packages.try_emplace(LowerCaseCopy(*path), patch);
+            list.packages.try_emplace(LowerCaseCopy(*path, locale), patch);
             list.patches.push_back({patch, *path});
         } else {
             list.gaps.withoutPath.push_back(patch);
@@ -53,11 +53,11 @@ bool IsFolder(platform::DWORD attributes) {
 
 /// Tells what an entry is and why. An orphan is still to be removed.
 CacheEntry InspectEntry(const platform::WIN32_FIND_DATAW& found,
-                        const LinkedPackages& linkedPackages) {
+                        const LinkedPackages& linkedPackages, const NativeLocale& locale) {
     CacheEntry entry;
     entry.fileName = platform::ReadBuffer(found.cFileName);
     const std::u16string path = std::u16string(kInstallerCache) + entry.fileName;
-    const std::u16string lowerCasePath = LowerCaseCopy(path);
+    const std::u16string lowerCasePath = LowerCaseCopy(path, locale);
     if (!MayBeOrphan(found.dwFileAttributes, lowerCasePath, linkedPackages)) {
         entry.kind = IsFolder(found.dwFileAttributes) ? EntryKind::Folder : EntryKind::Linked;
         if (const auto link = linkedPackages.find(lowerCasePath); link != linkedPackages.end())
@@ -65,7 +65,7 @@ CacheEntry InspectEntry(const platform::WIN32_FIND_DATAW& found,
         return entry;
     }
     entry.description = GetDescriptionFromMsp(path, &entry.failure);
-    if (NamesProductFamily(LowerCaseCopy(entry.description)))
+    if (NamesProductFamily(LowerCaseCopy(entry.description, locale)))
         entry.kind = EntryKind::Orphan;
     else
         entry.kind = entry.failure ? EntryKind::NoPackage : EntryKind::Foreign;
@@ -114,13 +114,14 @@ OrphanPhase RunOrphanPhase(bool simulate) {
     WriteRunLog(simulate ? u"========== Phase 3: Orphan Patch Cleanup (SIMULATION MODE) =========="
                          : u"========== Phase 3: Orphan Patch Cleanup ==========");
     OrphanPhase phase;
-    phase.linked = ListLinkedPackages();
+    const NativeLocale locale;
+    phase.linked = ListLinkedPackages(locale);
     platform::WIN32_FIND_DATAW found{};
     FileSearch search = FindFirstPackage(found);
     if (!search)
         return phase;
     do {
-        CacheEntry entry = InspectEntry(found, phase.linked.packages);
+        CacheEntry entry = InspectEntry(found, phase.linked.packages, locale);
         if (IsOrphan(entry))
             RemoveOrphan(entry, simulate);
         phase.entries.push_back(std::move(entry));

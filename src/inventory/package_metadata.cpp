@@ -64,16 +64,15 @@ InstallerHandle FetchRow(const InstallerHandle& view) {
 }
 
 /// A field of a row, cut to what fits into `Capacity` characters with a terminator, for which a
-/// call that cuts may leave no room. A read that fails for another reason than the text's length
-/// leaves an empty text.
+/// call that cuts may leave no room. Nothing if it cannot be read.
 template <std::size_t Capacity>
-std::u16string ReadField(const InstallerHandle& record, UINT field) {
+std::optional<std::u16string> ReadField(const InstallerHandle& record, UINT field) {
     std::array<char16_t, Capacity> buffer{};
     platform::DWORD size = Capacity;
     const UINT status =
         platform::MsiRecordGetStringW(record.get().number, field, buffer.data(), &size);
     if (status != platform::ERROR_SUCCESS && status != platform::ERROR_MORE_DATA)
-        return {};
+        return std::nullopt;
     return platform::ReadBuffer(std::span(buffer).first(Capacity - 1));
 }
 
@@ -91,10 +90,13 @@ std::u16string GetDescriptionFromMsp(const std::u16string& path,
     if (!view)
         return {};
     while (const InstallerHandle record = FetchRow(view)) {
-        const std::u16string property = ReadField<128>(record, 1);
-        std::u16string value = ReadField<256>(record, 2);
-        if (platform::EqualsIgnoringAsciiCase(property, u"Description"))
-            return value;
+        const std::optional<std::u16string> property = ReadField<128>(record, 1);
+        std::optional<std::u16string> value = ReadField<256>(record, 2);
+        // What cannot be read may be the description, and a row behind it another one's.
+        if (!property || !value)
+            return {};
+        if (platform::EqualsIgnoringAsciiCase(*property, u"Description"))
+            return *std::move(value);
     }
     return {};
 }

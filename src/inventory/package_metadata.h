@@ -23,10 +23,10 @@ struct PackageFailure {
 ///
 /// `path` is the package's full path, handed to Windows Installer as it is. Returns the text in the
 /// letter case in which the package holds it, cut at 255 characters; of several rows the first
-/// one's. Empty if the package cannot be opened or has no metadata, which is logged, and empty as
-/// well if it has no such property, which is no failure. `failure`, unless it is null, is set to
-/// where the reading failed, or to nothing. Holds no handle when it returns, so that the caller may
-/// delete the file at once.
+/// one's. Empty if the package cannot be opened or has no metadata, which is logged. Empty as well,
+/// which is no failure, if it has no such property or a row in front of it cannot be read.
+/// `failure`, unless it is null, is set to where the reading failed, or to nothing. Holds no handle
+/// when it returns, so that the caller may delete the file at once.
 [[nodiscard]] std::u16string
 GetDescriptionFromMsp(const std::u16string& path, std::optional<PackageFailure>* failure = nullptr);
 
