@@ -327,6 +327,8 @@ TEST(Explain, FindsEachHazardWhereItIs) {
     }
     const std::vector<std::string_view> names = GetHazardNames();
     EXPECT_EQ(seen, std::set<std::string_view>(names.begin(), names.end()));
+    const json schema = json::parse(ReadFile(SALTROVE_SCHEMA));
+    EXPECT_EQ(schema["properties"]["hazards"]["items"]["properties"]["hazard"]["enum"], names);
 }
 
 /// Rows as "file kind verdict", a line each.

@@ -30,9 +30,13 @@
     const cell = row.cells[column];
     return "key" in cell.dataset ? Number(cell.dataset.key) : cell.textContent;
   }
-  const order = new Intl.Collator("en", {numeric: true});
+  // Versions go by their numbers; the digits in file names are no numbers.
+  const byText = new Intl.Collator("en");
+  const byNumbers = new Intl.Collator("en", {numeric: true});
   function compare(a, b) {
-    return typeof a === "number" ? a - b : order.compare(a, b);
+    if (typeof a === "number")
+      return a - b;
+    return (/^[\d.]+$/.test(a + b) ? byNumbers : byText).compare(a, b);
   }
   const heads = [...table.tHead.rows[0].cells];
   function sort(column) {
@@ -62,6 +66,7 @@
     row.scrollIntoView();
   }
   filters.addEventListener("input", filter);
+  filters.addEventListener("change", filter);
   filters.addEventListener("submit", event => event.preventDefault());
   addEventListener("hashchange", reveal);
   filters.hidden = false;
