@@ -204,17 +204,19 @@ std::string MakeVerdicts() {
 }
 
 /// What stands below a row's reason: what its texts call the package, and where it comes from.
-std::string MakeOrigin(const PackageRow& row) {
+std::string MakeOrigin(const PackageRow& row, const std::u16string& ownProduct) {
     std::string origin = row.description.empty() ? "" : Show(row.description);
     if (!row.packageName.empty())
         origin += (origin.empty() ? "" : ", ") + Show(row.packageName);
-    if (!row.patchCode.empty())
-        origin +=
-            (origin.empty() ? "" : "<br>") + Show(row.patchCode) + " of " + Show(row.productCode);
+    // A link by another product is the reason itself.
+    if (!row.patchCode.empty() && row.kind != PackageKind::OtherProduct)
+        origin += (origin.empty() ? "" : "<br>") + Show(row.patchCode) +
+                  (row.productCode == ownProduct ? "" : " of " + Show(row.productCode));
     return origin.empty() ? "" : "<div class=\"origin\">" + origin + "</div>";
 }
 
-std::string MakeRow(const PackageRow& row, std::size_t place) {
+std::string MakeRow(const Explanation& explanation, std::size_t place) {
+    const PackageRow& row = explanation.rows[place];
     const auto cell = [](std::u16string_view text) {
         return "<td>" + (text.empty() ? "" : Show(text)) + "</td>";
     };
@@ -227,8 +229,8 @@ std::string MakeRow(const PackageRow& row, std::size_t place) {
            "</th><td class=\"figure\" data-key=\"" + (row.size ? std::to_string(*row.size) : "-1") +
            "\">" + (row.size ? GroupDigits(*row.size) : "") + "</td><td>" +
            std::string(GetKindLabel(row.kind)) + "</td>" + cell(row.version) + cell(row.number) +
-           cell(row.type) + cell(row.state) + "<td>" + Show(row.reason) + MakeOrigin(row) +
-           "</td></tr>\n";
+           cell(row.type) + cell(row.state) + "<td>" + Show(row.reason) +
+           MakeOrigin(row, explanation.productCode) + "</td></tr>\n";
 }
 
 std::string MakePackages(const Explanation& explanation) {
@@ -237,7 +239,7 @@ std::string MakePackages(const Explanation& explanation) {
     for (const Verdict verdict : kVerdicts) {
         for (std::size_t i = 0; i < explanation.rows.size(); ++i) {
             if (explanation.rows[i].verdict == verdict)
-                rows += MakeRow(explanation.rows[i], i);
+                rows += MakeRow(explanation, i);
         }
     }
     return Fill(kPackagesTemplate, {{"picture", MakePicture(sums)},
@@ -274,6 +276,9 @@ std::string FormatExplanationHtml(const Explanation& explanation) {
          {"run", Show(explanation.productCode) + " " + Show(explanation.productVersion) +
                      (explanation.isSimulated ? ", simulated" : "")},
          {"ending", Show(explanation.ending) + state},
+         {"boundaries", explanation.boundaries
+                            ? "<p>" + Show(DescribeBoundaries(*explanation.boundaries)) + "</p>"
+                            : ""},
          {"remark", remark.empty() ? "" : "<p class=\"remark\">" + std::string(remark) + "</p>"},
          {"body", explanation.basis == Basis::Nothing ? "" : MakePackages(explanation)},
          {"log", MakeLog(explanation)}});

@@ -104,7 +104,10 @@ std::string FormatRow(const PackageRow& row, const std::array<std::size_t, kColu
         lines += "  " + (i == 1 ? PadLeft(cells[i], widths[i]) : Pad(cells[i], widths[i]));
     TrimEnd(lines);
     std::string origin;
-    for (const std::u16string& text : {row.description, row.packageName, row.patchCode}) {
+    // A link by another product is the reason itself.
+    const std::u16string patchCode =
+        row.kind == PackageKind::OtherProduct ? std::u16string() : row.patchCode;
+    for (const std::u16string& text : {row.description, row.packageName, patchCode}) {
         if (!text.empty())
             origin += (origin.empty() ? "" : ", ") + Show(text);
     }
