@@ -51,7 +51,7 @@ std::u16string DescribeNotNeeded(const Boundaries& boundaries) {
 
 /// What happened at a removal, to be put behind its reason.
 std::u16string DescribeRemoval(std::optional<RemovalOutcome> outcome, const RemovalErrors& errors) {
-    const std::u16string deletion =
+    std::u16string deletion =
         u"; it could not be deleted (error " + FormatDecimal(errors.deletion) + u")";
     if (outcome == RemovalOutcome::Marked)
         return deletion + u", so it goes at the next restart";
