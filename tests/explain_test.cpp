@@ -10,12 +10,14 @@
 #include "support/host_files.h"
 #include "support/images.h"
 #include "support/machines.h"
+#include "support/package_writer.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <map>
 #include <random>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -265,6 +267,14 @@ const HazardCase kHazardCases[] = {
          AddPatch(machine, 7, {8, u"Update (24.3.20801)", u"Upd2400320801_incr.msp", u"7.msp"});
      },
      "needed-after-uninstall 6.msp\n"},
+    {"InsideATransaction",
+     [](Machine& machine) {
+         for (const auto& [file, text] : {std::pair(u"8.msp", "Kelvane Ostrel 24.3.20790"),
+                                          std::pair(u"9.msp", "3 Kelvane Ostrel 24.10.1 of 1.2")})
+             machine.drive.AddFile(kCache + file,
+                                   WritePackage(MakePackage({{"Description", text}})));
+     },
+     "newer-orphan 9.msp\n"},
     {"PendingBefore",
      [](Machine& machine) {
          for (const char16_t* file : {u"5.msp", u"none.msp"})
@@ -329,6 +339,27 @@ TEST(Explain, FindsEachHazardWhereItIs) {
     EXPECT_EQ(seen, std::set<std::string_view>(names.begin(), names.end()));
     const json schema = json::parse(ReadFile(SALTROVE_SCHEMA));
     EXPECT_EQ(schema["properties"]["hazards"]["items"]["properties"]["hazard"]["enum"], names);
+}
+
+TEST(Explain, TheHazardsOfTheDocumentAreShownByItsImages) {
+    // Such as *`one-image`, `another`* (one-hazard, another).
+    const std::string text = ReadFile(SALTROVE_LIMITS);
+    const std::regex places(R"(\*((?:`[a-z-]+`(?:, )?)+)\*\s\(([a-z,\s-]+)\))");
+    const std::regex names(R"([a-z-]+)");
+    int hazards = 0;
+    for (std::sregex_iterator place(text.begin(), text.end(), places), end; place != end; ++place) {
+        std::string found;
+        const std::string images = (*place)[1];
+        for (std::sregex_iterator image(images.begin(), images.end(), names); image != end; ++image)
+            found +=
+                ExplainImage(fs::path(SALTROVE_IMAGES) / image->str()).document["hazards"].dump();
+        const std::string expected = (*place)[2];
+        for (std::sregex_iterator hazard(expected.begin(), expected.end(), names); hazard != end;
+             ++hazard, ++hazards)
+            EXPECT_NE(found.find("\"" + hazard->str() + "\""), std::string::npos)
+                << hazard->str() << " in " << images;
+    }
+    EXPECT_EQ(hazards, 14);
 }
 
 /// Rows as "file kind verdict", a line each.

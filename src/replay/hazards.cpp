@@ -205,6 +205,43 @@ Findings FindMarks(const HazardSources& sources) {
     return findings;
 }
 
+/// The numbers of the first dotted version in a text; none if it holds no such thing.
+std::vector<std::uint64_t> FindVersion(std::u16string_view text) {
+    constexpr std::u16string_view kDigits = u"0123456789";
+    std::vector<std::uint64_t> numbers;
+    while (numbers.size() < 2 && text.find_first_of(kDigits) != std::u16string_view::npos) {
+        numbers.clear();
+        text.remove_prefix(text.find_first_of(kDigits));
+        for (bool goesOn = true; goesOn;) {
+            const std::size_t length = std::min(text.find_first_not_of(kDigits), text.size());
+            numbers.push_back(0);
+            for (const char16_t digit : text.substr(0, std::min<std::size_t>(length, 18)))
+                numbers.back() = numbers.back() * 10 + (digit - u'0');
+            text.remove_prefix(length);
+            goesOn = text.size() > 1 && text[0] == u'.' &&
+                     kDigits.find(text[1]) != std::u16string_view::npos;
+            text.remove_prefix(goesOn ? 1 : 0);
+        }
+    }
+    return numbers.size() < 2 ? std::vector<std::uint64_t>() : numbers;
+}
+
+/// Windows Installer copies a package first and writes down later what it belongs to.
+Findings FindNewerOrphans(const HazardSources& sources) {
+    const auto current = FindVersion(sources.record.productVersion);
+    Findings findings;
+    for (const PackageRow& row : sources.table.rows) {
+        if (row.kind == PackageKind::Orphan && row.patchCode.empty() &&
+            FindVersion(row.description) > current)
+            findings.emplace_back(row.file, row.file + u" calls itself " + Quote(row.description) +
+                                                u", which is above the product's version " +
+                                                sources.record.productVersion +
+                                                u": it may be of an update that is just being "
+                                                u"installed.");
+    }
+    return findings;
+}
+
 /// The findings that concern the names of the product's packages; `describe` gives the message for
 /// a patch, or an empty text.
 template <typename Describe>
@@ -390,6 +427,7 @@ constexpr HazardRule kRules[] = {
     {"linked-for-another-user", FindOtherUsersPatches},
     {"package-shared", FindSharedPackages},
     {"needed-after-uninstall", FindPatchesNeededAgain},
+    {"newer-orphan", FindNewerOrphans},
     {"deletion-pending", FindPendingDeletions},
     {"mark-stays", FindMarks},
     {"incr-in-capitals", FindIncrementalInCapitals},
