@@ -26,6 +26,7 @@ using platform::simulated::FoldCase;
 using platform::simulated::Machine;
 
 constexpr const char* kMachineIni = "machine.ini";
+constexpr const char* kRegistry = "registry.reg";
 constexpr const char* kArguments = "args.txt";
 constexpr const char* kDriveC = "C";
 
@@ -102,14 +103,18 @@ void LoadDirectory(const fs::path& folder, const std::u16string& path, Drive& dr
     }
 }
 
+[[noreturn]] void ThrowCannotWrite(const fs::path& path) {
+    throw fs::filesystem_error("cannot write", path,
+                               std::error_code(errno, std::generic_category()));
+}
+
 void WriteBytes(const fs::path& path, std::string_view bytes) {
     errno = 0;
     std::ofstream file(path, std::ios::binary);
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     file.close();
     if (!file)
-        throw fs::filesystem_error("cannot write", path,
-                                   std::error_code(errno, std::generic_category()));
+        ThrowCannotWrite(path);
 }
 
 /// The folders that writing to `target` makes, by the one above all others; empty if it is there.
@@ -137,13 +142,18 @@ void CopyIfThere(const fs::path& from, const fs::path& to) {
         fs::copy_file(from, to);
 }
 
-void WriteDrive(const Drive& drive, const fs::path& target) {
+/// Where a file or folder of the drive lies in an image.
+fs::path MakeHostPath(const fs::path& target, std::u16string_view path) {
     constexpr std::u16string_view kRoot = u"C:";
+    std::u16string inner(path.substr(kRoot.size()));
+    std::replace(inner.begin(), inner.end(), u'\\', u'/');
+    return target / (kDriveC + EncodeUtf8(inner));
+}
+
+void WriteDrive(const Drive& drive, const fs::path& target) {
     for (const auto& [key, entry] : drive.GetNodes()) {
-        std::u16string inner = entry.path.substr(kRoot.size());
-        std::replace(inner.begin(), inner.end(), u'\\', u'/');
-        const fs::path path(target.string() + "/" + kDriveC + EncodeUtf8(inner));
         const FileNode& node = entry.content;
+        const fs::path path = MakeHostPath(target, entry.path);
         if (node.reading)
             continue;
         if (node.isDirectory)
@@ -155,16 +165,71 @@ void WriteDrive(const Drive& drive, const fs::path& target) {
     }
 }
 
+/// Writes the bytes of a file as the reader gives them; false, and no file, if it does not.
+bool WriteContent(const std::u16string& path, const ContentReader& reader,
+                  const fs::path& hostPath) {
+    errno = 0;
+    std::ofstream file(hostPath, std::ios::binary);
+    const bool isRead = reader(path, [&](std::string_view bytes) {
+        file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    });
+    file.close();
+    if (!file)
+        ThrowCannotWrite(hostPath);
+    if (!isRead)
+        fs::remove(hostPath);
+    return isRead;
+}
+
+/// Writes the packages whose bytes the reader can give, which then are packages like any other.
+void WritePackages(Drive& drive, const ContentReader& reader, const fs::path& target) {
+    for (const auto& [key, entry] : drive.GetNodes()) {
+        // The host's file could not have a name that UTF-8 cannot hold.
+        if (entry.content.reading && DecodeUtf8(EncodeUtf8(entry.path)) == entry.path &&
+            WriteContent(entry.path, reader, MakeHostPath(target, entry.path)))
+            drive.Find(entry.path)->reading.reset();
+    }
+}
+
+/// Makes the files read-only that are so on the drive. Behind all that may fail, since such a file
+/// could not be taken away everywhere.
+void ProtectFiles(const Drive& drive, const fs::path& target) {
+    for (const auto& [key, entry] : drive.GetNodes()) {
+        if (entry.content.isReadOnly && !entry.content.reading)
+            fs::permissions(MakeHostPath(target, entry.path), fs::perms::owner_write,
+                            fs::perm_options::remove);
+    }
+}
+
+std::string FormatArguments(const std::vector<std::u16string>& arguments) {
+    std::string text;
+    for (const std::u16string& argument : arguments)
+        text += EncodeUtf8(argument) + "\n";
+    return text;
+}
+
+/// Has `write` write to `target`, and takes away what it did if it fails.
+template <typename Write>
+void WriteOrTakeAway(const fs::path& target, Write write) {
+    const fs::path missing = FindFirstMissing(target);
+    try {
+        fs::create_directories(target);
+        write();
+    } catch (...) {
+        TakeAway(target, missing);
+        throw;
+    }
+}
+
 /// Writes all parts, each as WriteImage says.
 void WriteParts(const Machine& machine, const fs::path& source, const fs::path& target) {
-    fs::create_directories(target);
     const fs::path sourceIni = source / kMachineIni;
     const bool hasIni = fs::exists(sourceIni);
     const std::string ini = RewritePackages(hasIni ? ReadBytes(sourceIni) : "", machine.drive);
     if (hasIni || !ini.empty())
         WriteBytes(target / kMachineIni, ini);
     CopyIfThere(source / kArguments, target / kArguments);
-    WriteBytes(target / "registry.reg", FormatRegFile(machine.registry));
+    WriteBytes(target / kRegistry, FormatRegFile(machine.registry));
     WriteDrive(machine.drive, target);
 }
 
@@ -192,13 +257,28 @@ Image ReadImage(const fs::path& folder) {
 }
 
 void WriteImage(const Machine& machine, const fs::path& source, const fs::path& target) {
+    WriteOrTakeAway(target, [&] { WriteParts(machine, source, target); });
+}
+
+void WriteNewImage(Image image, bool hasArguments, const fs::path& target,
+                   const ContentReader& reader) {
+    Machine& machine = image.machine;
+    WriteOrTakeAway(target, [&] {
+        WriteDrive(machine.drive, target);
+        if (reader)
+            WritePackages(machine.drive, reader, target);
+        WriteBytes(target / kRegistry, FormatRegFile(machine.registry));
+        if (hasArguments)
+            WriteBytes(target / kArguments, FormatArguments(image.arguments));
+        WriteBytes(target / kMachineIni, FormatMachineIni(machine));
+        ProtectFiles(machine.drive, target);
+    });
+}
+
+void TryTarget(const fs::path& target) {
     const fs::path missing = FindFirstMissing(target);
-    try {
-        WriteParts(machine, source, target);
-    } catch (...) {
-        TakeAway(target, missing);
-        throw;
-    }
+    WriteOrTakeAway(target, [&] { WriteBytes(target / kMachineIni, {}); });
+    TakeAway(target, missing);
 }
 
 }  // namespace image

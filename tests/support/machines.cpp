@@ -1,7 +1,7 @@
 #include "support/machines.h"
 
+#include "collect/file_parts.h"
 #include "image/reg_file.h"
-#include "inventory/package_metadata.h"
 #include "platform/simulated/texts/unicode.h"
 #include "run/run_driver.h"
 #include "support/package_writer.h"
@@ -80,20 +80,11 @@ void AddPatch(Machine& machine, int number, const Patch& patch) {
 }
 
 void DropPackageBytes(Machine& machine) {
-    using platform::simulated::PackageReading;
-    constexpr PackageReading::Step kSteps[] = {
-        PackageReading::Step::Open, PackageReading::Step::Query, PackageReading::Step::Execute};
     const MachineScope scope(machine);
     for (const auto* entry : machine.drive.GetNodes().GetChildren(u"C:\\Windows\\Installer")) {
         const std::size_t undecoded = machine.undecodedPackages.size();
-        std::optional<saltrove::PackageFailure> failure;
-        PackageReading reading;
-        reading.description = saltrove::GetDescriptionFromMsp(entry->path, &failure);
-        if (failure) {
-            reading.failedStep = kSteps[static_cast<std::size_t>(failure->step)];
-            reading.error = failure->error;
-        }
         platform::simulated::FileNode& node = *machine.drive.Find(entry->path);
+        const auto reading = collect::ReadPackage(entry->path);
         if (node.isDirectory || machine.undecodedPackages.size() > undecoded)
             continue;
         node.hostFile.clear();

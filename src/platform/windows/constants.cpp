@@ -1,4 +1,5 @@
 #include "platform/c_runtime.h"
+#include "platform/console.h"
 #include "platform/files.h"
 #include "platform/installer.h"
 #include "platform/processes.h"
@@ -16,6 +17,7 @@
     X(ERROR_ACCESS_DENIED)                                                                         \
     X(ERROR_INVALID_HANDLE)                                                                        \
     X(ERROR_NO_MORE_FILES)                                                                         \
+    X(ERROR_READ_FAULT)                                                                            \
     X(ERROR_SHARING_VIOLATION)                                                                     \
     X(ERROR_INVALID_PARAMETER)                                                                     \
     X(ERROR_OPEN_FAILED)                                                                           \
@@ -37,6 +39,7 @@
     X(FILE_ATTRIBUTE_DIRECTORY)                                                                    \
     X(FILE_ATTRIBUTE_ARCHIVE)                                                                      \
     X(MOVEFILE_DELAY_UNTIL_REBOOT)                                                                 \
+    X(CP_UTF8)                                                                                     \
     X(GENERIC_READ)                                                                                \
     X(FILE_SHARE_READ)                                                                             \
     X(FILE_SHARE_WRITE)                                                                            \

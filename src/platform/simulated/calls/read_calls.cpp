@@ -52,14 +52,11 @@ HANDLE CreateFileW(const char16_t* path, DWORD access, DWORD shareMode,
         return INVALID_HANDLE_VALUE;
     }
     const FileNode* node = machine.drive.Find(path);
-    if (node->reading) {
-        machine.lastError = ERROR_OPEN_FAILED;
-        return INVALID_HANDLE_VALUE;
-    }
     OpenHandle opened;
     opened.kind = OpenHandle::Kind::File;
     opened.path = path;
-    opened.content = std::make_shared<const std::string>(simulated::ReadContent(*node));
+    if (!node->reading)
+        opened.content = std::make_shared<const std::string>(simulated::ReadContent(*node));
     const std::uintptr_t handle = machine.MakeHandle();
     machine.open.handles.emplace(handle, std::move(opened));
     return simulated::ToHandle<HANDLE>(handle);
@@ -83,6 +80,8 @@ BOOL ReadFile(HANDLE file, void* buffer, DWORD size, DWORD* read, OVERLAPPED* /*
     OpenHandle* opened = LookUpFile(machine, file);
     if (opened == nullptr || machine.BeginFileCall("ReadFile", opened->path, {size}))
         return 0;
+    if (!opened->content)
+        return Fail(machine, ERROR_READ_FAULT);
     const std::string& content = *opened->content;
     const std::size_t place = std::min(opened->next, content.size());
     const std::size_t length = std::min<std::size_t>(size, content.size() - place);

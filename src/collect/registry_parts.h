@@ -1,0 +1,22 @@
+#pragma once
+
+#include "collect/collected.h"
+
+#include <set>
+#include <string>
+
+namespace collect {
+
+/// Collects the keys and values that a run reads or writes, and no other value of any key:
+///
+/// of the machine what the product, its policy and Winlogon say; of `accounts`, SIDs, what their
+/// hives say, as far as they are loaded; the deletions for the next restart.
+void CollectProductKeys(Collected& collected, const std::set<std::u16string>& accounts);
+
+/// Collects what Windows Installer knows of patches: which products there are, their lists of
+/// patches, and of each patch what a run asks for. The data that stands beside a list is left out,
+/// since only that it is there counts. Of the accounts' own patches, which a run does not ask for,
+/// the packages' paths.
+void CollectInstallerKeys(Collected& collected);
+
+}  // namespace collect
