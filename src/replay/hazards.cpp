@@ -230,6 +230,8 @@ std::vector<std::uint64_t> FindVersion(std::u16string_view text) {
 Findings FindNewerOrphans(const HazardSources& sources) {
     const auto current = FindVersion(sources.record.productVersion);
     Findings findings;
+    if (current.empty())
+        return findings;
     for (const PackageRow& row : sources.table.rows) {
         if (row.kind == PackageKind::Orphan && row.patchCode.empty() &&
             FindVersion(row.description) > current)
@@ -370,6 +372,8 @@ Findings FindOtherWindowsFolders(const HazardSources& sources) {
     for (const auto* folder : nodes.GetChildren(u"C:")) {
         const std::u16string cache = folder->path + u"\\Installer";
         const auto files = nodes.GetChildren(cache);
+        if (FoldCase(cache) == LocateFile(windows + u"\\Installer"))
+            continue;  // told of above, or the cache itself
         const bool hasPackages = std::any_of(files.begin(), files.end(), [](const auto* file) {
             return FoldCase(file->path).ends_with(u".MSP");
         });

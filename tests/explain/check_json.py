@@ -18,8 +18,8 @@ VALIDATOR = jsonschema.Draft7Validator(
 def explain(image):
     """The document of an image; its run may end with 1, for a wrong number of arguments."""
     run = subprocess.run([sys.argv[1], image, "--explain", "--format", "json"],
-                         stdout=subprocess.PIPE, check=False)
-    assert run.returncode in (0, 1), image
+                         stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
+    assert run.returncode in (0, 1), (image, run.stderr)
     return json.loads(run.stdout.decode("utf-8"))
 
 
