@@ -183,7 +183,7 @@ bool ReadOn(const Handle& file, const std::function<void(std::string_view)>& tak
 
 /// The end of a text file, from a line's beginning; empty if it cannot be read, which is noted.
 std::string ReadEnd(Collected& collected, const FoundEntry& entry) {
-    constexpr std::uint64_t kMostBytes = 64 * 1024;
+    constexpr std::uint64_t kMostBytes = 65'536;
     const Handle file = OpenForReading(entry.path);
     const std::uint64_t start = entry.size - std::min(entry.size, kMostBytes);
     std::string bytes;

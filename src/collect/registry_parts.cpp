@@ -55,7 +55,7 @@ RegistryKey TakeKey(Collected& collected, const std::u16string& path) {
 LSTATUS ReadValue(const RegistryKey& key, const std::u16string& name, DWORD& type,
                   ValueData& data) {
     constexpr int kMostTries = 8;
-    LSTATUS status = static_cast<LSTATUS>(platform::ERROR_MORE_DATA);
+    auto status = static_cast<LSTATUS>(platform::ERROR_MORE_DATA);
     DWORD size = 256;
     for (int i = 0; i < kMostTries && status == static_cast<LSTATUS>(platform::ERROR_MORE_DATA);
          ++i) {
