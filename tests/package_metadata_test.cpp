@@ -124,7 +124,9 @@ TEST(PackageMetadata, SaysWhatFailsAndLeavesNothingOpen) {
     machine.drive.AddFile(kPath, whole);
     AddFault(machine, "MsiRecordGetStringW", u"", 6, 2, 2);
     RunWithLog(machine, [] { EXPECT_EQ(GetDescriptionFromMsp(kPath), u"") << "no stale text"; });
-    EXPECT_EQ(FindNumbers(machine, "MsiOpenDatabaseW"), std::vector<std::uint64_t>{32});
+    EXPECT_EQ(FindAllNumbers(machine, "MsiOpenDatabaseW"), std::vector<std::uint64_t>{32});
+    EXPECT_EQ(FindAllNumbers(machine, "MsiViewExecute"), std::vector<std::uint64_t>{0});
+    EXPECT_EQ(FindAllNumbers(machine, "MsiCloseHandle"), (std::vector<std::uint64_t>{0, 1, 2}));
 
     // A row behind one that cannot be read is not the first one any more.
     const std::string twoRows =

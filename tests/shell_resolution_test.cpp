@@ -43,7 +43,8 @@ TEST(ShellResolution, TakesTheShellOfTheAccountThenOfTheMachineThenTheUsual) {
         Machine machine = MakeMachine();
         machine.windowsDirectory = row.windows;
         machine.registry.SetText(u"HKEY_USERS\\S-1-5-18" + kWinlogon, u"Shell", row.ofUser);
-        machine.registry.SetText(u"HKEY_LOCAL_MACHINE" + kWinlogon, u"Shell", row.ofMachine);
+        machine.registry.SetValue(u"HKEY_LOCAL_MACHINE" + kWinlogon, u"Shell", platform::REG_BINARY,
+                                  platform::simulated::MakeTextData(row.ofMachine));  // any type
         const MachineScope scope(machine);
         EXPECT_EQ(GetShellPath(), row.path);
         EXPECT_EQ(machine.CountCalls("RegOpenKeyExW"),

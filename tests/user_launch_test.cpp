@@ -16,7 +16,8 @@ const std::u16string kCommand = u"C:\\Windows\\Temp\\Saltrove.exe {code} usercon
 Machine MakeUserMachine() {
     Machine machine = MakeIncrementalMachine();
     machine.sessions = {{1, true}};
-    machine.processes = {{500, 1, kUser, u"C:\\Windows\\explorer.exe"}};
+    machine.processes = {{400, 1, kUser, u"C:\\Windows\\other.exe"},
+                         {500, 1, kUser, u"C:\\Windows\\explorer.exe"}};
     return machine;
 }
 
@@ -43,10 +44,16 @@ TEST(UserLaunch, StartsTheProcessUnderTheUsersToken) {
                                     "C:\\Windows\\Temp\\Saltrove.exe {code} usercontext\n";
         EXPECT_EQ(ReadLogText(machine), kInside + kToken + (session == 0 ? "" : command));
         EXPECT_EQ(FindNumbers(machine, "CreateProcessAsUserW"),
-                  session == 0 ? (Numbers{0, 0x8000000}) : Numbers());
+                  session == 0 ? (Numbers{0, 0x8000000, 0, 0}) : Numbers());
         EXPECT_EQ(FindNumbers(machine, "CreateProcessWithTokenW"),
-                  session == 0 ? Numbers() : (Numbers{0, 0x8000000}));
-        EXPECT_EQ(FindNumbers(machine, "OpenProcess"), (Numbers{0x400, 0, 500}));
+                  session == 0 ? Numbers() : (Numbers{0, 0x8000000, 0, 0}));
+        // The process is looked at by the search, and then once more for its token.
+        EXPECT_EQ(FindAllNumbers(machine, "OpenProcess"),
+                  (Numbers{0x400, 0, 400, 0x400, 0, 500, 0x400, 0, 500}));
+        EXPECT_EQ(machine.CountCalls("WTSEnumerateSessionsW"), 1U) << "for the shell alone";
+        // Processes and snapshot of the search; then token, process, the new process and its
+        // thread, the copied token.
+        EXPECT_EQ(FindAllNumbers(machine, "CloseHandle"), (Numbers{0, 0, 3, 2, 0, 0, 1, 2}));
         EXPECT_EQ(FindNumbers(machine, "OpenProcessToken"), Numbers{0xB});
         EXPECT_EQ(FindNumbers(machine, "DuplicateTokenEx"), (Numbers{0x18B, 2, 1}));
         EXPECT_EQ(FindNumbers(machine, "CreateToolhelp32Snapshot"), (Numbers{2, 0}));
@@ -107,7 +114,7 @@ TEST(UserLaunch, ALineThatDoesNotFitIsGivenUpBeforeTheShellIsOpened) {
     EXPECT_TRUE(Launch(machine, start + std::u16string(259 - start.size(), u'x')));
     const unsigned opened = machine.CountCalls("OpenProcess");
     EXPECT_FALSE(Launch(machine, start + std::u16string(260 - start.size(), u'x')));
-    EXPECT_EQ(machine.CountCalls("OpenProcess"), opened + 1) << "by the search alone";
+    EXPECT_EQ(machine.CountCalls("OpenProcess"), opened + 2) << "by the search alone";
     EXPECT_EQ(machine.CountCalls("OpenProcessToken"), 1U);
 }
 

@@ -135,6 +135,15 @@ std::vector<std::uint64_t> FindNumbers(const Machine& machine, std::string_view 
     return {};
 }
 
+std::vector<std::uint64_t> FindAllNumbers(const Machine& machine, std::string_view call) {
+    std::vector<std::uint64_t> numbers;
+    for (const auto& record : machine.calls) {
+        if (record.call == call)
+            numbers.insert(numbers.end(), record.numbers.begin(), record.numbers.end());
+    }
+    return numbers;
+}
+
 std::string ReadLogBytes(const Machine& machine) {
     const auto* node = machine.drive.Find(kLog);
     return node == nullptr ? "(no log)" : node->bytes;

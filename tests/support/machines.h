@@ -80,8 +80,10 @@ void RunWithLog(Machine& machine, Body body) {
     ExpectNothingOpen(machine);
 }
 
-/// The numeric arguments of the first call of that name, on a machine that records its calls.
+/// The numeric arguments of the first call of that name, or of all of them one behind the other, on
+/// a machine that records its calls.
 std::vector<std::uint64_t> FindNumbers(const Machine& machine, std::string_view call);
+std::vector<std::uint64_t> FindAllNumbers(const Machine& machine, std::string_view call);
 
 /// The bytes of the run log.
 std::string ReadLogBytes(const Machine& machine);

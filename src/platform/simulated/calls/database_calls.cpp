@@ -172,11 +172,17 @@ UINT MsiRecordGetStringW(MSIHANDLE record, UINT field, char16_t* value, DWORD* s
 UINT MsiCloseHandle(MSIHANDLE handle) {
     Machine& machine = GetCurrentMachine();
     simulated::OpenObjects& open = machine.open;
-    if (open.databases.erase(handle) + open.views.erase(handle) + open.records.erase(handle) == 0) {
-        ++machine.badHandles;
-        return ERROR_INVALID_HANDLE;
+    // In the records of calls: 0 a record, 1 a view, 2 a database.
+    std::uint64_t kind = 0;
+    for (const std::size_t erased :
+         {open.records.erase(handle), open.views.erase(handle), open.databases.erase(handle)}) {
+        if (erased != 0)
+            return BeginInstallerCall(machine, "MsiCloseHandle", {}, {kind})
+                .value_or(ERROR_SUCCESS);
+        ++kind;
     }
-    return BeginInstallerCall(machine, "MsiCloseHandle", {}, {}).value_or(ERROR_SUCCESS);
+    ++machine.badHandles;
+    return ERROR_INVALID_HANDLE;
 }
 
 }  // namespace platform

@@ -71,6 +71,17 @@ BOOL Deliver(Machine& machine, OpenHandle& snapshot, PROCESSENTRY32W* entry) {
 /// Whose session a created process runs in.
 enum class SessionOf { Token, Caller };
 
+/// How many of the arguments that may be null are given at the creation of a process.
+std::uint64_t CountGiven(std::initializer_list<const void*> arguments,
+                         const STARTUPINFOW& startupInfo) {
+    const auto isGiven = [](const void* argument) { return argument != nullptr; };
+    const std::initializer_list<const void*> started = {
+        startupInfo.lpDesktop, startupInfo.lpTitle, startupInfo.hStdInput, startupInfo.hStdOutput,
+        startupInfo.hStdError};
+    return static_cast<std::uint64_t>(std::count_if(arguments.begin(), arguments.end(), isGiven) +
+                                      std::count_if(started.begin(), started.end(), isGiven));
+}
+
 /// Creates the process if its program is the running one, which is all that the machine can run.
 BOOL CreateUnderToken(Machine& machine, HANDLE token, const char16_t* commandLine,
                       const STARTUPINFOW* startupInfo, PROCESS_INFORMATION* information,
@@ -103,11 +114,14 @@ BOOL CreateUnderToken(Machine& machine, HANDLE token, const char16_t* commandLin
 
 BOOL CloseHandle(HANDLE handle) {
     Machine& machine = GetCurrentMachine();
-    if (machine.open.handles.erase(simulated::ToNumber(handle)) == 0) {
+    const auto opened = machine.open.handles.find(simulated::ToNumber(handle));
+    if (opened == machine.open.handles.end()) {
         ++machine.badHandles;
         return Fail(machine, ERROR_INVALID_HANDLE);
     }
-    return machine.BeginCall("CloseHandle") ? 0 : 1;
+    const auto kind = static_cast<std::uint64_t>(opened->second.kind);
+    machine.open.handles.erase(opened);
+    return machine.BeginCall("CloseHandle", {}, {kind}) ? 0 : 1;
 }
 
 HANDLE GetCurrentProcess() {
@@ -249,27 +263,33 @@ BOOL DuplicateTokenEx(HANDLE token, DWORD access, const SECURITY_ATTRIBUTES* /*a
     return 1;
 }
 
-BOOL CreateProcessWithTokenW(HANDLE token, DWORD logonFlags, const char16_t* /*applicationName*/,
-                             char16_t* commandLine, DWORD creationFlags, void* /*environment*/,
-                             const char16_t* /*currentDirectory*/, STARTUPINFOW* startupInfo,
+BOOL CreateProcessWithTokenW(HANDLE token, DWORD logonFlags, const char16_t* applicationName,
+                             char16_t* commandLine, DWORD creationFlags, void* environment,
+                             const char16_t* currentDirectory, STARTUPINFOW* startupInfo,
                              PROCESS_INFORMATION* information) {
     Machine& machine = GetCurrentMachine();
-    if (machine.BeginCall("CreateProcessWithTokenW", commandLine, {logonFlags, creationFlags}))
+    const std::uint64_t given =
+        CountGiven({applicationName, environment, currentDirectory}, *startupInfo);
+    if (machine.BeginCall("CreateProcessWithTokenW", commandLine,
+                          {logonFlags, creationFlags, startupInfo->dwFlags, given}))
         return 0;
     // It uses the token's account alone.
     return CreateUnderToken(machine, token, commandLine, startupInfo, information,
                             SessionOf::Caller);
 }
 
-BOOL CreateProcessAsUserW(HANDLE token, const char16_t* /*applicationName*/, char16_t* commandLine,
-                          const SECURITY_ATTRIBUTES* /*processAttributes*/,
-                          const SECURITY_ATTRIBUTES* /*threadAttributes*/, BOOL inheritHandles,
-                          DWORD creationFlags, void* /*environment*/,
-                          const char16_t* /*currentDirectory*/, STARTUPINFOW* startupInfo,
-                          PROCESS_INFORMATION* information) {
+BOOL CreateProcessAsUserW(HANDLE token, const char16_t* applicationName, char16_t* commandLine,
+                          const SECURITY_ATTRIBUTES* processAttributes,
+                          const SECURITY_ATTRIBUTES* threadAttributes, BOOL inheritHandles,
+                          DWORD creationFlags, void* environment, const char16_t* currentDirectory,
+                          STARTUPINFOW* startupInfo, PROCESS_INFORMATION* information) {
     Machine& machine = GetCurrentMachine();
+    const std::uint64_t given = CountGiven(
+        {applicationName, processAttributes, threadAttributes, environment, currentDirectory},
+        *startupInfo);
     if (machine.BeginCall("CreateProcessAsUserW", commandLine,
-                          {static_cast<std::uint64_t>(inheritHandles), creationFlags}))
+                          {static_cast<std::uint64_t>(inheritHandles), creationFlags,
+                           startupInfo->dwFlags, given}))
         return 0;
     return CreateUnderToken(machine, token, commandLine, startupInfo, information,
                             SessionOf::Token);

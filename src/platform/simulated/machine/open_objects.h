@@ -54,7 +54,7 @@ struct OpenRecord {
 
 /// A process, a thread of one, a token, a snapshot of the processes or a file that is open.
 struct OpenHandle {
-    enum class Kind { Process, Thread, Token, Snapshot, File };
+    enum class Kind { Process, Thread, Token, Snapshot, File };  ///< in the records of calls too
     Kind kind = Kind::Process;
     DWORD access = 0;
     DWORD processId = 0;                         ///< of a process or thread
