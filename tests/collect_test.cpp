@@ -258,7 +258,7 @@ TEST_F(Collect, OfALongLogTheLastLinesAreTaken) {
     for (int line = 0; log.size() < 200'000; ++line)
         log += std::to_string(line) + "\r\n";
     const std::pair<std::string, std::string> cases[] = {
-        {log, log.substr(log.find("\n", log.size() - 65'536) + 1)},
+        {log, log.substr(log.find('\n', log.size() - 65'536) + 1)},
         {"short\r\nlog", "short\r\nlog"},
         {std::string(70'000, 'x'), std::string(65'536, 'x')},
     };
@@ -307,8 +307,8 @@ TEST_F(Collect, SaysHowToReplayAsFarAsTheMachineTells) {
         fs::remove_all(folder_ / "new");
         return out_.substr(out_.find('\n') + 1);
     };
-    const std::string replay =
-        "Replay it with: saltrove-replay " + platform::simulated::EncodeUtf8(target_.u16string());
+    const std::string replay = "Replay it with: saltrove-replay \"" +
+                               platform::simulated::EncodeUtf8(target_.u16string()) + "\"";
     Machine machine = MakeIncrementalMachine();
     EXPECT_EQ(collect(MakeMachine()), "No product of the family has patches here.\n");
     EXPECT_EQ(collect(machine),

@@ -253,8 +253,13 @@ const HazardCase kHazardCases[] = {
          machine.drive.AddFile(kCache + u"8.msp", kOwnPackage);
          machine.drive.AddFile(kCache + u"9.msp", kOwnPackage);
          machine.registry.SetText(kOtherUser, u"LocalPackage", u"C:\\WINDOWS\\Installer\\8.MSP");
+         machine.registry.SetText(kOtherUser + u"1", u"LocalPackage", kCache + u"0.msp");
+         machine.registry.SetText(kOtherUser + u"2", u"LocalPackage", kCache + u"5.msp");
      },
-     "linked-for-another-user 8.msp\n"},
+     "linked-for-another-user 0.msp\nlinked-for-another-user 8.msp\n"},
+    {"AStateIsMissing",
+     [](Machine& machine) { machine.registry.RemoveValue(GetStateKey(3), u"State"); },
+     "registered-but-unlinked 3.msp\n"},
     {"Shared",
      [](Machine& machine) {
          Share(machine, 0);
@@ -359,7 +364,7 @@ TEST(Explain, TheHazardsOfTheDocumentAreShownByItsImages) {
             EXPECT_NE(found.find("\"" + hazard->str() + "\""), std::string::npos)
                 << hazard->str() << " in " << images;
     }
-    EXPECT_EQ(hazards, 14);
+    EXPECT_EQ(hazards, 15);
 }
 
 /// Rows as "file kind verdict", a line each.

@@ -348,7 +348,7 @@ TEST_F(Replay, SumsUpSeveralImages) {
     const std::string images = SALTROVE_IMAGES;
     EXPECT_EQ(RunReplayWith({samples + "/incremental", images + "/orphans-simulated",
                              images + "/five-arguments", folder_.string() + "/none",
-                             samples + "/too-recent"}),
+                             samples + "/too-recent", images + "/damaged-other-product"}),
               kExitBadImage);
     EXPECT_EQ(err_, "saltrove-replay: " + folder_.string() + "/none: not a folder\n");
     std::vector<std::string> lines;
@@ -361,11 +361,12 @@ TEST_F(Replay, SumsUpSeveralImages) {
                 cells += character;
         lines.push_back(cells);
     }
-    EXPECT_EQ(lines, (std::vector<std::string>{
-                         "state kept deleted at restart orphans bytes now bytes at restart",
-                         "0 done 6 3 1 2 10752 3584", "0 done, simulated 1 4 0 4 14336 0",
-                         "no run 0 0 0 0 0 0", "not readable 0 0 0 0 0 0",
-                         "4 too recent 0 0 0 0 0 0", "sum 7 7 1 6 25088 3584"}));
+    EXPECT_EQ(lines,
+              (std::vector<std::string>{
+                  "state kept deleted at restart orphans bytes now bytes at restart",
+                  "0 done 6 3 1 2 10752 3584", "0 done, simulated 1 4 0 4 14336 0",
+                  "no run 0 0 0 0 0 0", "not readable 0 0 0 0 0 0", "4 too recent 2 0 0 0 0 0",
+                  "0 done 0 3 0 2 10752 0", "sum 9 10 1 8 35840 3584"}));
 }
 
 TEST_F(Replay, AWrongCommandLineGivesTheUsage) {
@@ -379,6 +380,7 @@ TEST_F(Replay, AWrongCommandLineGivesTheUsage) {
         {{"--", "a"}, "IMAGE is missing"},
         {{image, image, "--out", "x"}, "--out and --explain are for one IMAGE alone"},
         {{image, "--now"}, "--now needs a value"},
+        {{image, "--log=1"}, "--log=1 takes no value"},
         {{image, "--now", "2026-02-29T00:00:00Z"}, "(such as 2026-11-18T07:37:42Z)"},
         {{image, "--log"},
          "--log: the product code \"x\" names no product, and the log's switch "

@@ -37,7 +37,7 @@ void CheckFolder(const fs::path& folder) {
         throw UsageError(name + " is not a folder");
     if (fs::exists(path) && !fs::is_empty(path))
         throw UsageError(name + " is not empty");
-    if (saltrove::IsInInstallerCache(path.u16string()))
+    if (saltrove::IsInInstallerCache(path.u16string() + u"\\"))
         throw UsageError(name + " lies in the package cache");
     image::TryTarget(folder);
 }
@@ -103,7 +103,7 @@ std::u16string FindLastVersion(const Machine& machine, const std::u16string& pro
 void TellCommandLine(Machine& machine, const Options& options, const std::string& folder,
                      std::ostream& out) {
     if (options.runArguments) {
-        out << "Replay it with: saltrove-replay " << folder << "\n";
+        out << "Replay it with: saltrove-replay \"" << folder << "\"\n";
         return;
     }
     const std::set<std::u16string> products = FindProducts(machine);
@@ -117,8 +117,9 @@ void TellCommandLine(Machine& machine, const Options& options, const std::string
     if (products.size() != 1)
         return;
     const std::u16string version = FindLastVersion(machine, *products.begin());
-    out << "Replay it with: saltrove-replay " << folder << " -- \"" << EncodeUtf8(*products.begin())
-        << "\" " << (version.empty() ? "PRODUCTVERSION" : EncodeUtf8(version)) << "\n";
+    out << "Replay it with: saltrove-replay \"" << folder << "\" -- \""
+        << EncodeUtf8(*products.begin()) << "\" "
+        << (version.empty() ? "PRODUCTVERSION" : EncodeUtf8(version)) << "\n";
     if (!version.empty())
         out << "That is the version of the last run.\n";
 }

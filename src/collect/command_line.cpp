@@ -54,8 +54,9 @@ DIR               a folder that is empty or does not exist yet
 --version         print the version
 
 Exit status: 0 if the image is complete; 1 if something could not be read, of
-which each has a line; 64 for a wrong command line; 74 if DIR cannot be written,
-in which case nothing is left of it.
+which each has a line; 64 for a wrong command line; 70 if it had to break off, as
+for want of memory; 74 if DIR cannot be written, in which case nothing is left
+of it.
 )";
 
 Options ParseCommandLine(std::span<const std::u16string> arguments) {

@@ -7,6 +7,7 @@
 #include "platform/wide_text.h"
 #include "usercontext/shell_resolution.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <optional>
@@ -128,16 +129,20 @@ std::u16string ReadImagePath(const Handle& process, DWORD& error) {
 /// Takes the process if it runs the shell. One that cannot be looked at may be it if its program
 /// has the shell's name.
 void TakeShellProcess(Collected& collected, const platform::PROCESSENTRY32W& entry,
-                      const std::u16string& shellPath) {
+                      std::span<const std::optional<std::u16string>> shellPaths) {
     const Handle process(
         platform::OpenProcess(platform::PROCESS_QUERY_INFORMATION, 0, entry.th32ProcessID));
     DWORD error = 0;
     const std::u16string imagePath = ReadImagePath(process, error);
-    const bool mayBeShell =
-        imagePath.empty() ? platform::EqualsIgnoringAsciiCase(platform::ReadBuffer(entry.szExeFile),
-                                                              platform::GetFileName(shellPath))
-                          : platform::EqualsIgnoringAsciiCase(imagePath, shellPath);
-    if (!mayBeShell)
+    const std::u16string fileName = platform::ReadBuffer(entry.szExeFile);
+    const auto mayBe = [&](const std::optional<std::u16string>& shellPath) {
+        if (!shellPath)
+            return false;
+        return imagePath.empty()
+                   ? platform::EqualsIgnoringAsciiCase(fileName, platform::GetFileName(*shellPath))
+                   : platform::EqualsIgnoringAsciiCase(imagePath, *shellPath);
+    };
+    if (std::none_of(shellPaths.begin(), shellPaths.end(), mayBe))
         return;
     std::optional<std::u16string> account;
     if (!imagePath.empty())
@@ -147,14 +152,15 @@ void TakeShellProcess(Collected& collected, const platform::PROCESSENTRY32W& ent
                                                ReadSession(entry.th32ProcessID),
                                                *std::move(account), imagePath});
     else
-        NoteGap(collected, "the process " + std::to_string(entry.th32ProcessID),
-                platform::ReadBuffer(entry.szExeFile), error);
+        NoteGap(collected, "the process " + std::to_string(entry.th32ProcessID), fileName, error);
 }
 
 void CollectShellProcesses(Collected& collected) {
-    const std::optional<std::u16string> shellPath = saltrove::GetShellPath();
-    if (!shellPath)
-        return;
+    // A run is LocalSystem's as a rule, which may have another shell than whoever collects.
+    const std::optional<std::u16string> shellPaths[] = {
+        saltrove::GetShellPath(),
+        saltrove::GetShellPath(u"HKEY_USERS\\" +
+                               std::u16string(platform::simulated::kMachineAccount))};
     const HANDLE opened = platform::CreateToolhelp32Snapshot(platform::TH32CS_SNAPPROCESS, 0);
     if (opened == platform::INVALID_HANDLE_VALUE) {
         NoteGap(collected, "the processes", {}, platform::GetLastError());
@@ -165,7 +171,7 @@ void CollectShellProcesses(Collected& collected) {
     entry.dwSize = sizeof(entry);
     for (platform::BOOL isThere = platform::Process32FirstW(snapshot.get(), &entry); isThere != 0;
          isThere = platform::Process32NextW(snapshot.get(), &entry))
-        TakeShellProcess(collected, entry, *shellPath);
+        TakeShellProcess(collected, entry, shellPaths);
 }
 
 }  // namespace

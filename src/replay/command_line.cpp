@@ -29,7 +29,8 @@ Options:
   --explain      print why each package went or stayed, instead of the report
   --format FORM  the form of that: text (the default), json or html
   --log          as if the run log were on
-  --force        as if policy forced the run, past the interval and the sample
+  --force        as if policy forced the run: it goes past the interval and the
+                 sample, and past a policy that forbids it
   --now TIME     as if it were TIME, in UTC, such as 2026-11-18T07:37:42Z
   -- ARGUMENT... the command line of the run, instead of args.txt
   --help         print this help
@@ -126,6 +127,9 @@ void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
                              " needs a value");
         default:
             // A short option is told by its letter, a long one by its place.
+            if (optopt != 0 && optopt <= kVersionOption)
+                throw UsageError(std::string(pointers[static_cast<std::size_t>(optind - 1)]) +
+                                 " takes no value");
             throw UsageError((optopt != 0 ? std::string("-") + static_cast<char>(optopt)
                                           : pointers[static_cast<std::size_t>(optind - 1)]) +
                              std::string(" is not an option"));

@@ -1,6 +1,7 @@
 #include "replay/doubts.h"
 
 #include "image/escape.h"
+#include "image/image_error.h"
 #include "platform/simulated/machine/installer_tree.h"
 #include "platform/simulated/texts/letter_case.h"
 #include "platform/simulated/texts/unicode.h"
@@ -40,13 +41,16 @@ void LookIntoFolder(const fs::path& folder, Contents& contents) {
         contents.hasDriveC = true;
     else if (FoldName(name) == "C")
         contents.misplaced.push_back(name + " is not read: drive C: is the folder C");
-    if (FoldName(name) == "C")
-        return;
+    const bool isDrive = FoldName(name) == "C";
     constexpr auto kGoOn = fs::directory_options::skip_permission_denied;
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder, kGoOn)) {
-        if (IsExport(entry.path()))
+    fs::recursive_directory_iterator entry(folder, kGoOn);
+    for (; entry != fs::recursive_directory_iterator(); ++entry) {
+        // Of a drive, which may be large, the top alone.
+        if (isDrive)
+            entry.disable_recursion_pending();
+        if (IsExport(entry->path()))
             contents.misplaced.push_back(
-                entry.path().lexically_relative(folder.parent_path()).string() +
+                entry->path().lexically_relative(folder.parent_path()).string() +
                 " is not read: exports lie beside machine.ini, not in a folder below");
     }
 }
@@ -84,7 +88,12 @@ void DoubtProduct(const Registry& registry, const std::u16string& productCode,
 
 std::vector<std::string> ListDoubts(const fs::path& folder, const Machine& machine,
                                     const std::vector<std::u16string>& arguments) {
-    const Contents contents = LookInto(folder);
+    Contents contents;
+    try {
+        contents = LookInto(folder);
+    } catch (const fs::filesystem_error& error) {
+        throw image::ImageError(error.path1().string(), 0, error.code().message());
+    }
     std::vector<std::string> doubts = contents.misplaced;
     if (!contents.hasExport)
         doubts.emplace_back("no registry export (*.reg): the machine knows no product");

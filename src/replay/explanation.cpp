@@ -29,15 +29,6 @@ Basis FindBasis(const RunRecord& record) {
     return Basis::Nothing;
 }
 
-/// A line of the log without its time stamp; empty if it has none, as behind a line feed in a text.
-std::u16string_view GetLogText(std::u16string_view line) {
-    constexpr std::u16string_view kStamp = u"[2026-11-18 07:37:42.123] ";
-    if (line.size() < kStamp.size() || line.front() != kStamp.front() ||
-        line.substr(kStamp.size() - 2, 2) != kStamp.substr(kStamp.size() - 2))
-        return {};
-    return line.substr(kStamp.size());
-}
-
 /// Links the lines of the log to rows. The packages have their lines in the order of the values, so
 /// each is looked for behind the one before it.
 class LogLinker {
@@ -52,7 +43,7 @@ class LogLinker {
             return character == u'\n' || character > 0xFF;
         });
         const std::u16string_view line(head.begin(), end);
-        if (!Find([line](std::u16string_view text) { return text == line; }))
+        if (!Find([line](std::u16string_view found) { return GetLogText(found) == line; }))
             return;
         log_[next_++].row = row;
         while (next_ < log_.size() && IsDetail(log_[next_].text))
@@ -61,19 +52,17 @@ class LogLinker {
 
     /// Links the next line that tells that a package could not be read.
     void LinkFailure(std::size_t row) {
-        if (Find([](std::u16string_view text) { return text.starts_with(kFailure); }))
+        if (Find([](std::u16string_view line) { return TellsOfFailure(line); }))
             log_[next_++].row = row;
     }
 
   private:
-    static constexpr std::u16string_view kFailure = u"  [FAIL] ";
-
     /// Whether a line belongs to the block before it: it is indented, or it goes on with a text
     /// that holds a line feed.
     static bool IsDetail(std::u16string_view line) {
         const std::u16string_view text = GetLogText(line);
         const bool goesOn = !line.empty() && line.front() != u'[';
-        return goesOn || (text.starts_with(u"  ") && !text.starts_with(kFailure));
+        return goesOn || (text.starts_with(u"  ") && !TellsOfFailure(line));
     }
 
     /// Goes on to the next line that fits; stays where it is if there is none.
@@ -81,7 +70,7 @@ class LogLinker {
     bool Find(Predicate fits) {
         const auto found =
             std::find_if(log_.begin() + static_cast<std::ptrdiff_t>(next_), log_.end(),
-                         [&](const LogLine& line) { return fits(GetLogText(line.text)); });
+                         [&](const LogLine& line) { return fits(line.text); });
         if (found == log_.end())
             return false;
         next_ = static_cast<std::size_t>(found - log_.begin());
@@ -140,6 +129,9 @@ Explanation ExplainRun(const Machine& before, const ProcessReport& report) {
         record.orphans = saltrove::RunOrphanPhase(true);
     if (!record.linked->plan.skip)
         explanation.boundaries = record.linked->plan.boundaries;
+    else if (explanation.basis == Basis::Hypothesis)
+        explanation.ending += u" It would have given up besides: " +
+                              std::u16string(DescribeSkip(record.linked->plan.skip)) + u".";
     auto undecoded = report.undecodedPackages;
     undecoded.insert(undecoded.end(), copy.undecodedPackages.begin(), copy.undecodedPackages.end());
     PackageTable table = BuildPackageTable(record, before);
@@ -181,10 +173,12 @@ std::string_view GetBasisName(Basis basis) {
 std::string_view GetBasisRemark(Basis basis) {
     switch (basis) {
     case Basis::Simulation:
-        return "Simulated: nothing was touched. The verdicts are what a real run would do.";
+        return "Simulated: nothing was touched. The verdicts are what a real run would do, but "
+               "that "
+               "what is in use or read-only then goes at the next restart.";
     case Basis::Hypothesis:
         return "Nothing was touched. The verdicts are what the run would have done if it had not "
-               "been refused.";
+               "been refused, but that what is in use or read-only then goes at the next restart.";
     case Basis::Run:
     case Basis::Nothing:
         break;

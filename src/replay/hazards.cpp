@@ -1,6 +1,7 @@
 #include "replay/hazards.h"
 
 #include "inventory/lower_case.h"
+#include "platform/simulated/machine/installer_tree.h"
 #include "platform/simulated/machine/pending_renames.h"
 #include "platform/simulated/texts/letter_case.h"
 #include "platform/simulated/texts/short_name.h"
@@ -97,32 +98,72 @@ Findings FindUnreadPaths(const HazardSources& sources) {
     return findings;
 }
 
-Findings FindOtherUsersPatches(const HazardSources& sources) {
-    constexpr std::u16string_view kUserData =
-        u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData";
-    const Registry& registry = sources.before.registry;
-    std::map<std::u16string, std::u16string> users;  // by the place of the package
-    for (const Registry::Keys::Entry* user : registry.GetKeys().GetChildren(kUserData)) {
-        const std::u16string sid = user->path.substr(kUserData.size() + 1);
-        if (EqualsIgnoringAsciiCase(sid, u"S-1-5-18"))
-            continue;
+/// A package that the registry names, and where.
+struct Registration {
+    std::u16string account;
+    std::u16string packedPatch;
+};
+
+/// The packages of the patches in the registry, of every account, by their places.
+std::multimap<std::u16string, Registration> FindRegistrations(const Registry& registry) {
+    std::multimap<std::u16string, Registration> registrations;
+    const std::u16string_view userData = platform::simulated::kUserDataKey;
+    for (const Registry::Keys::Entry* account : registry.GetKeys().GetChildren(userData)) {
         for (const Registry::Keys::Entry* patch :
-             registry.GetKeys().GetChildren(user->path + u"\\Patches")) {
+             registry.GetKeys().GetChildren(account->path + u"\\Patches")) {
             const auto* value = registry.FindValue(patch->path, u"LocalPackage");
             if (value != nullptr && value->type == platform::REG_SZ)
-                users[LocateFile(platform::simulated::GetText(value->data))] = sid;
+                registrations.emplace(
+                    LocateFile(platform::simulated::GetText(value->data)),
+                    Registration{account->path.substr(userData.size() + 1),
+                                 std::u16string(platform::GetFileName(patch->path))});
         }
     }
+    return registrations;
+}
+
+bool IsOfMachine(const Registration& registration) {
+    return EqualsIgnoringAsciiCase(registration.account, platform::simulated::kMachineAccount);
+}
+
+Findings FindOtherUsersPatches(const HazardSources& sources) {
+    const auto registrations = FindRegistrations(sources.before.registry);
     Findings findings;
     for (const PackageRow& row : sources.table.rows) {
-        const auto user = users.find(row.place);
-        if (row.kind == PackageKind::Orphan && !row.place.empty() && user != users.end())
+        const auto [first, last] = registrations.equal_range(row.place);
+        const auto user =
+            std::find_if(first, last, [](const auto& found) { return !IsOfMachine(found.second); });
+        if (user != last && !row.place.empty() && IsGoing(row.verdict))
             findings.emplace_back(
                 row.file, row.file +
                               u" is the package of a patch in the installation of the user " +
-                              user->second +
-                              u". Links of the machine's installations alone are asked for, so "
-                              u"that it counts as an orphan.");
+                              user->second.account +
+                              u". Links of the machine's installations alone are asked "
+                              u"for, so that nothing keeps it for that one.");
+    }
+    return findings;
+}
+
+/// Orphans that the registry knows as packages, though Windows Installer tells of no such link: the
+/// patch's state, its product or half of their keys are missing.
+Findings FindUntoldPackages(const HazardSources& sources) {
+    const auto registrations = FindRegistrations(sources.before.registry);
+    std::set<std::u16string> told;
+    for (const LinkedPatch& link : sources.record.orphans->linked.patches)
+        told.insert(LocateFile(link.path));
+    Findings findings;
+    for (const PackageRow& row : sources.table.rows) {
+        const auto [first, last] = registrations.equal_range(row.place);
+        const auto own =
+            std::find_if(first, last, [](const auto& found) { return IsOfMachine(found.second); });
+        if (own != last && row.kind == PackageKind::Orphan && row.patchCode.empty() &&
+            !told.contains(row.place))
+            findings.emplace_back(
+                row.file, row.file + u" stands in the registry as the package of the patch " +
+                              own->second.packedPatch +
+                              u" (packed code), but Windows Installer names it for no product: "
+                              u"keys or the state of that patch are missing. It counts as an "
+                              u"orphan.");
     }
     return findings;
 }
@@ -179,16 +220,15 @@ Findings FindPatchesNeededAgain(const HazardSources& sources) {
 Findings FindPendingDeletions(const HazardSources& sources) {
     std::set<std::u16string> pending;
     for (const auto& rename : platform::simulated::ReadPendingRenames(sources.before.registry)) {
-        if (rename.newPath.empty())
-            pending.insert(LocateFile(rename.path));
+        pending.insert(LocateFile(rename.path));
     }
     Findings findings;
     for (const PackageRow& row : sources.table.rows) {
         if (row.isCounted && !row.place.empty() && pending.contains(row.place))
             findings.emplace_back(row.file,
-                                  u"The deletion of " + row.file +
-                                      u" at the next restart was registered before this run: it "
-                                      u"goes then, whatever was decided now.");
+                                  u"That " + row.file +
+                                      u" is deleted or moved at the next restart was registered "
+                                      u"before this run: it goes then, whatever was decided now.");
     }
     return findings;
 }
@@ -369,19 +409,19 @@ Findings FindOtherWindowsFolders(const HazardSources& sources) {
                                            u": the cache that is looked at is " +
                                            std::u16string(saltrove::kInstallerCache) + u".");
     const auto& nodes = sources.before.drive.GetNodes();
-    for (const auto* folder : nodes.GetChildren(u"C:")) {
-        const std::u16string cache = folder->path + u"\\Installer";
-        const auto files = nodes.GetChildren(cache);
-        if (FoldCase(cache) == LocateFile(windows + u"\\Installer"))
-            continue;  // told of above, or the cache itself
-        const bool hasPackages = std::any_of(files.begin(), files.end(), [](const auto* file) {
-            return FoldCase(file->path).ends_with(u".MSP");
-        });
-        if (hasPackages && FoldCase(cache) != place)
-            findings.emplace_back(cache, cache + u" holds packages as well: only " +
-                                             std::u16string(saltrove::kInstallerCache) +
-                                             u" is looked at.");
+    std::set<std::u16string> caches;
+    for (const auto& [key, entry] : nodes) {
+        const std::u16string_view name = platform::GetFileName(entry.path);
+        const std::u16string folder = entry.path.substr(0, entry.path.size() - name.size() - 1);
+        if (FoldCase(entry.path).ends_with(u".MSP") && FoldCase(folder).ends_with(u"\\INSTALLER") &&
+            LocateFile(folder) != place &&
+            LocateFile(folder) != LocateFile(windows + u"\\Installer"))
+            caches.insert(folder);
     }
+    for (const std::u16string& cache : caches)
+        findings.emplace_back(cache, cache + u" holds packages as well: only " +
+                                         std::u16string(saltrove::kInstallerCache) +
+                                         u" is looked at.");
     return findings;
 }
 
@@ -428,6 +468,7 @@ constexpr HazardRule kRules[] = {
     {"patch-missing-from-list", FindPatchesMissingFromList},
     {"product-list-ended-early", FindEarlyEndOfProduct},
     {"path-unreadable", FindUnreadPaths},
+    {"registered-but-unlinked", FindUntoldPackages},
     {"linked-for-another-user", FindOtherUsersPatches},
     {"package-shared", FindSharedPackages},
     {"needed-after-uninstall", FindPatchesNeededAgain},

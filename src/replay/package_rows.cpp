@@ -129,8 +129,11 @@ class TableBuilder {
         PackageRow& row = table_.rows[place];
         const std::u16string reason = DescribeDecision(decision, record_.linked->plan);
         const Verdict verdict = GetVerdict(decision);
-        // Of several patches with one package, that is told of first for which it went.
-        const bool isFirst = isNew || (IsGoing(verdict) && !IsGoing(row.verdict));
+        // Of several patches with one package, that is told of first for which it went, or was to.
+        const auto rank = [](Verdict of) {
+            return IsGoing(of) ? 2 : of == Verdict::Failed ? 1 : 0;
+        };
+        const bool isFirst = isNew || rank(verdict) > rank(row.verdict);
         if (!isFirst) {
             row.reason += u"; it is also the package of " + patch.patchCode + u" (" + reason + u")";
             return;

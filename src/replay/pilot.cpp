@@ -4,27 +4,19 @@
 
 #include <array>
 #include <iomanip>
-#include <set>
 #include <sstream>
 
 namespace replay {
 
 namespace {
 
-using platform::simulated::Drive;
-using platform::simulated::FileNode;
-using saltrove::CacheEntry;
-using saltrove::EntryKind;
 using saltrove::ExitState;
-using saltrove::Fate;
-using saltrove::PatchDecision;
-using saltrove::RemovalOutcome;
 
-std::string DescribeState(const saltrove::RunRecord& record) {
-    if (!record.exitState)
+std::string DescribeState(const Explanation& explanation) {
+    if (!explanation.exitState)
         return "no run";
     const char* text = "done";
-    switch (*record.exitState) {
+    switch (static_cast<ExitState>(*explanation.exitState)) {
     case ExitState::Success:
         break;
     case ExitState::MsiUnavailable:
@@ -43,29 +35,9 @@ std::string DescribeState(const saltrove::RunRecord& record) {
         text = "gave up";
         break;
     }
-    const auto number = std::to_string(static_cast<std::int32_t>(*record.exitState));
-    return number + " " + text + (record.simulate ? ", simulated" : "");
+    return std::to_string(*explanation.exitState) + " " + text +
+           (explanation.isSimulated ? ", simulated" : "");
 }
-
-/// Counts removals. A package that both phases came upon counts once.
-class Removals {
-  public:
-    Removals(const Drive& before, RunSummary& summary) : before_(before), summary_(summary) {}
-
-    void Count(const std::u16string& path, RemovalOutcome outcome) {
-        const FileNode* node = before_.Find(path);
-        if (node == nullptr || !counted_.insert(node).second)
-            return;
-        const bool isMarked = outcome == RemovalOutcome::Marked;
-        (isMarked ? summary_.marked : summary_.deleted) += 1;
-        (isMarked ? summary_.bytesAtRestart : summary_.bytesNow) += node->size;
-    }
-
-  private:
-    const Drive& before_;
-    RunSummary& summary_;
-    std::set<const FileNode*> counted_;
-};
 
 /// The cells of a line, in front of the image's name.
 std::array<std::string, 7> MakeCells(const RunSummary& summary) {
@@ -80,26 +52,23 @@ std::array<std::string, 7> MakeCells(const RunSummary& summary) {
 
 }  // namespace
 
-RunSummary SummarizeRun(const saltrove::RunRecord& record, const Drive& before) {
+RunSummary SummarizeRun(const Explanation& explanation) {
     RunSummary summary;
-    summary.state = DescribeState(record);
-    Removals removals(before, summary);
-    if (record.linked) {
-        for (const PatchDecision& patch : record.linked->patches) {
-            if (IsTakenAway(patch.outcome))
-                removals.Count(patch.patch.localPackage, *patch.outcome);
-            else if (patch.fate != Fate::LeaveNotPresent)
-                ++summary.kept;
+    summary.state = DescribeState(explanation);
+    const bool isDone = explanation.exitState == static_cast<std::int32_t>(ExitState::Success);
+    for (const PackageRow& row : explanation.rows) {
+        const bool goes = isDone && IsGoing(row.verdict);
+        if (isDone && row.kind == PackageKind::Orphan)
+            ++summary.orphans;
+        if (!row.isCounted || !row.size)
+            continue;
+        if (!goes) {
+            summary.kept += row.kind == PackageKind::Patch ? 1 : 0;
+            continue;
         }
-    }
-    if (record.orphans) {
-        for (const CacheEntry& entry : record.orphans->entries) {
-            if (entry.kind == EntryKind::Orphan)
-                ++summary.orphans;
-            if (IsTakenAway(entry.outcome))
-                removals.Count(std::u16string(saltrove::kInstallerCache) + entry.fileName,
-                               *entry.outcome);
-        }
+        const bool isMarked = row.verdict == Verdict::AtRestart;
+        (isMarked ? summary.marked : summary.deleted) += 1;
+        (isMarked ? summary.bytesAtRestart : summary.bytesNow) += *row.size;
     }
     return summary;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "platform/simulated/machine/drive.h"
-#include "run/run_driver.h"
+#include "replay/explanation.h"
 
 #include <cstdint>
 #include <string>
@@ -22,9 +21,9 @@ struct RunSummary {
     std::uintmax_t bytesAtRestart = 0;
 };
 
-/// Counts what a run did. `before` is the drive as it was in front of the run.
-[[nodiscard]] RunSummary SummarizeRun(const saltrove::RunRecord& record,
-                                      const platform::simulated::Drive& before);
+/// Counts what an explanation tells: files, however many rows they have. A run that was refused or
+/// gave up took nothing, whatever it would have.
+[[nodiscard]] RunSummary SummarizeRun(const Explanation& explanation);
 
 /// The summaries as a table in UTF-8, with their sum as its last line. Control characters in the
 /// names of images are escaped.

@@ -18,21 +18,6 @@ using saltrove::RemovalErrors;
 using saltrove::RemovalOutcome;
 using saltrove::SkipReason;
 
-std::u16string_view DescribeSkip(std::optional<SkipReason> reason) {
-    switch (reason.value_or(SkipReason::UnknownType)) {
-    case SkipReason::UnknownType:
-        return u"no applied patch of the product's version tells its type";
-    case SkipReason::NoCurrentPatch:
-        return u"no applied patch has the product's version";
-    case SkipReason::NoCurrentNumber:
-        return u"the applied patch of the product's version has no number";
-    case SkipReason::NoBase:
-        return u"the product stands on an incremental patch, and no cumulative patch of another "
-               u"version is there to be its base";
-    }
-    return {};
-}
-
 /// The rules of preservation turned around.
 std::u16string DescribeNotNeeded(const Boundaries& boundaries) {
     const std::u16string text = u"not applied, ";
@@ -78,6 +63,21 @@ std::u16string DescribeFailure(const saltrove::PackageFailure& failure) {
 
 }  // namespace
 
+std::u16string_view DescribeSkip(std::optional<SkipReason> reason) {
+    switch (reason.value_or(SkipReason::UnknownType)) {
+    case SkipReason::UnknownType:
+        return u"no applied patch of the product's version tells its type";
+    case SkipReason::NoCurrentPatch:
+        return u"no applied patch has the product's version";
+    case SkipReason::NoCurrentNumber:
+        return u"the applied patch of the product's version has no number";
+    case SkipReason::NoBase:
+        return u"the product stands on an incremental patch, and no cumulative patch of another "
+               u"version is there to be its base";
+    }
+    return {};
+}
+
 std::u16string DescribePatch(const saltrove::EnumeratedPatch& patch) {
     return patch.patchCode + u" of " + patch.targetProductCode;
 }
@@ -97,17 +97,19 @@ std::u16string DescribeDecision(const PatchDecision& decision, const saltrove::P
     case Fate::KeepLatest:
         return u"highest number of all, kept as backup";
     case Fate::KeepLastCumulative:
-        return u"last cumulative patch of another version than the product's";
+        return u"it has the number of the last cumulative patch of another version than the "
+               u"product's";
     case Fate::KeepBase:
-        return u"base of the incremental patches: the last cumulative patch of another version "
-               u"than the product's";
+        return u"base of the incremental patches: it has the number of the last cumulative patch "
+               u"of "
+               u"another version than the product's";
     case Fate::KeepBetween:
         return u"incremental, above the base " + boundaries.lastCumulative +
                u" and not above the current " + boundaries.currentNumber;
     case Fate::LeaveOutsideCache:
         if (decision.patch.localPackage.empty())
             return u"not needed, but Windows Installer names no package of it";
-        return u"not needed, but its package does not lie in the cache folder";
+        return u"not needed, but its path is not one of the cache folder";
     case Fate::LeaveNotPresent:
         return u"not needed, and its package is not there";
     case Fate::Remove:

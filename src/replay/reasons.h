@@ -16,6 +16,9 @@ namespace replay {
 [[nodiscard]] std::u16string DescribeEntry(const saltrove::CacheEntry& entry,
                                            platform::UINT listEnd);
 
+/// Why linked cleanup gives up, without a capital and a full stop.
+[[nodiscard]] std::u16string_view DescribeSkip(std::optional<saltrove::SkipReason> reason);
+
 /// "PATCH of PRODUCT".
 [[nodiscard]] std::u16string DescribePatch(const saltrove::EnumeratedPatch& patch);
 

@@ -165,11 +165,16 @@ int ReportPilot(const Options& options, std::ostream& out, std::ostream& err) {
         RunSummary summary;
         try {
             const Replayed replayed = ReplayImage(options, folder, err);
-            summary = SummarizeRun(replayed.report.run.record, replayed.before.drive);
+            summary = SummarizeRun(ExplainRun(replayed.before, replayed.report.run));
         } catch (const image::ImageError& error) {
             err << "saltrove-replay: " << error.what() << "\n";
             summary.state = "not readable";
             status = kExitBadImage;
+        } catch (const UsageError& error) {
+            err << "saltrove-replay: " << image::EscapeControls(folder.string()) << ": "
+                << error.what() << "\n";
+            summary.state = "not rehearsed";
+            status = kExitUsage;
         }
         summary.image = folder.string();
         summaries.push_back(std::move(summary));

@@ -73,7 +73,7 @@ void ReportLogLines(const ProcessReport& report, ReportWriter& writer) {
     for (const std::u16string& line : SplitLog(report.logBytes)) {
         writer.WriteLine(0, EncodeUtf8(line));
         // Only these lines are about a package that they do not name, one line a package.
-        if (line.find(u"]   [FAIL] ") != std::u16string::npos && nextUnread != unread.end())
+        if (TellsOfFailure(line) && nextUnread != unread.end())
             writer.WriteLine(2, *nextUnread++);
     }
     if (report.record.logCutAt)
@@ -187,6 +187,18 @@ void ReportProcess(const ProcessReport& report, ReportWriter& writer) {
 }
 
 }  // namespace
+
+std::u16string_view GetLogText(std::u16string_view line) {
+    constexpr std::u16string_view kStamp = u"[2026-11-18 07:37:42.123] ";
+    if (line.size() < kStamp.size() || line.front() != kStamp.front() ||
+        line.substr(kStamp.size() - 2, 2) != kStamp.substr(kStamp.size() - 2))
+        return {};
+    return line.substr(kStamp.size());
+}
+
+bool TellsOfFailure(std::u16string_view line) {
+    return GetLogText(line).starts_with(u"  [FAIL] ");
+}
 
 std::vector<std::u16string> SplitLog(std::string_view bytes) {
     std::vector<std::u16string> lines;

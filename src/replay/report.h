@@ -45,6 +45,12 @@ struct RunReport {
 /// The lines of a run log's bytes, without their ends: a byte is the character U+0001 to U+00FF.
 [[nodiscard]] std::vector<std::u16string> SplitLog(std::string_view bytes);
 
+/// A line of the log without its time stamp; empty if it has none, as behind a line feed in a text.
+[[nodiscard]] std::u16string_view GetLogText(std::u16string_view line);
+
+/// Whether a line of the log tells that a package could not be read, which it does not name.
+[[nodiscard]] bool TellsOfFailure(std::u16string_view line);
+
 /// The report, with its headings in bold for a terminal if `isColoured`. Control characters out of
 /// the image are escaped.
 [[nodiscard]] std::string FormatReport(const RunReport& report, bool isColoured);

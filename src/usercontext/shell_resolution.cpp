@@ -53,11 +53,11 @@ std::u16string_view SkipFirstPart(std::u16string_view path) {
 }
 
 /// The value `Shell` as Winlogon's two keys have it; the ordinary shell where they have none.
-std::u16string ReadShell() {
+std::u16string ReadShell(const std::u16string& accountHive) {
     const std::u16string keyPath(kWinlogonKeyPath);
     std::u16string shell;
     const RegUtil registry;
-    registry.ReadShellValue(u"HKEY_CURRENT_USER\\" + keyPath, shell);
+    registry.ReadShellValue(accountHive + u"\\" + keyPath, shell);
     if (shell.empty())
         registry.ReadShellValue(u"HKEY_LOCAL_MACHINE\\" + keyPath, shell);
     return shell.empty() ? u"explorer.exe" : shell;
@@ -121,8 +121,8 @@ void RegUtil::ReadShellValue(const std::u16string& fullKeyPath, std::u16string& 
         shellValue = std::move(text);
 }
 
-std::optional<std::u16string> GetShellPath() {
-    const std::u16string shell = ReadShell();
+std::optional<std::u16string> GetShellPath(const std::u16string& accountHive) {
+    const std::u16string shell = ReadShell(accountHive);
     // A path that is as long as its full form counts as that. Only the lengths are compared.
     if (platform::GetFullPathNameW(shell.c_str(), 0, nullptr, nullptr) == shell.size() + 1)
         return shell;

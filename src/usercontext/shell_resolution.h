@@ -29,8 +29,10 @@ class RegUtil {
 
 /// The path of the shell program, of fewer than 260 characters: as Winlogon's `Shell` names it for
 /// the account of the process or, failing that, for the machine. What is no full path lies in the
-/// Windows folder. Nothing if the path does not fit.
-[[nodiscard]] std::optional<std::u16string> GetShellPath();
+/// Windows folder. Nothing if the path does not fit. `accountHive` is the account's key, the
+/// process's own or one below HKEY_USERS.
+[[nodiscard]] std::optional<std::u16string>
+GetShellPath(const std::u16string& accountHive = u"HKEY_CURRENT_USER");
 
 /// The id of the first process in the system's order that runs the program `shellPath`, A to Z as
 /// a to z, in the first active session; 0 if there is none or it cannot be told.
