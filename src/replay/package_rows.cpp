@@ -25,8 +25,8 @@ using saltrove::PatchDecision;
 using saltrove::RemovalOutcome;
 using saltrove::RunRecord;
 
-constexpr std::u16string_view kRunHadEnded =
-    u"; the run ended before the cache folder was looked at";
+constexpr std::u16string_view kPhaseGaveUp =
+    u"; but linked cleanup gives up, and the cache folder is not looked at then";
 
 Verdict GetVerdict(RemovalOutcome outcome) {
     switch (outcome) {
@@ -173,7 +173,7 @@ class TableBuilder {
             row.reason += u"; in the cache folder: " + reason;
         }
         if (hadEnded && (isNew || entry.kind == EntryKind::Orphan))
-            row.reason += kRunHadEnded;
+            row.reason += kPhaseGaveUp;
         if (!entry.outcome || hadEnded)
             return;
         if (const Verdict verdict = GetVerdict(*entry.outcome);
