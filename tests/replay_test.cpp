@@ -227,6 +227,9 @@ TEST_F(Replay, AnImageThatCannotBeReadIsNamedAndNothingIsWritten) {
 
 #ifndef _WIN32
 TEST_F(Replay, WhatTheHostCannotReadIsNeverAnAnswerOfTheMachine) {
+    fs::create_directory(image_ / "c");
+    RunReplayWith({image_.string()});
+    EXPECT_NE(err_.find("c is not read: drive C: is the folder C\n"), std::string::npos) << err_;
     fs::create_symlink("nowhere", image_ / "machine.ini");
     EXPECT_EQ(RunReplayWith({image_.string()}), kExitBadImage);
     EXPECT_NE(err_.find("machine.ini: a link to nothing\n"), std::string::npos) << err_;
@@ -298,15 +301,12 @@ TEST_F(Replay, DoubtsAnImageThatMayNotBeWhatWasMeant) {
     EXPECT_EQ(err_, "");
     Write("exports/deep/a.REG", "");
     Write("policy.reg.txt", "");
-    fs::rename(image_ / "C", image_ / "c");
     const struct {
         std::string argument;
         std::string doubt;
     } cases[] = {
         {product, "exports/deep/a.REG is not read"},
         {product, "policy.reg.txt is not read"},
-        {product, "c is not read: drive C: is the folder C"},
-        {product, "no folder C: "},
         {"{5b7a90e1-4D2E-4C19-8A54-EC83016FC300}", "EC83016FC300}\" is " + product + " on this"},
         {"{5B7A90E1-4D2E-4C19-8A54-EC83016FC301}", "of no product that this machine knows"},
         {"5B7A90E1-4D2E-4C19-8A54-EC83016FC300", "is no GUID in braces"},
@@ -314,7 +314,7 @@ TEST_F(Replay, DoubtsAnImageThatMayNotBeWhatWasMeant) {
     for (const auto& row : cases) {
         RunReplayWith({image_.string(), "--", row.argument, "1.0"});
         EXPECT_NE(err_.find(row.doubt), std::string::npos) << row.doubt << "\n" << err_;
-        EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), row.argument == product ? 4 : 5);
+        EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), row.argument == product ? 2 : 3);
     }
 }
 

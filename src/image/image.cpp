@@ -46,7 +46,8 @@ std::vector<std::u16string> ReadArguments(const fs::path& path) {
 
 /// The Windows name of a file of the host.
 std::u16string DecodeFileName(const fs::path& path) {
-    const auto name = DecodeUtf8(path.filename().string());
+    const std::u8string bytes = path.filename().u8string();
+    const auto name = DecodeUtf8(std::string(bytes.begin(), bytes.end()));
     if (!name)
         throw ImageError(path.string(), 0, "the file name is not UTF-8");
     if (!platform::simulated::IsPossibleFileName(*name))
@@ -147,7 +148,8 @@ fs::path MakeHostPath(const fs::path& target, std::u16string_view path) {
     constexpr std::u16string_view kRoot = u"C:";
     std::u16string inner(path.substr(kRoot.size()));
     std::replace(inner.begin(), inner.end(), u'\\', u'/');
-    return target / (kDriveC + EncodeUtf8(inner));
+    const std::string name = kDriveC + EncodeUtf8(inner);
+    return target / fs::path(std::u8string(name.begin(), name.end()));
 }
 
 void WriteDrive(const Drive& drive, const fs::path& target) {

@@ -123,6 +123,10 @@ void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
             options.wantsVersion = true;
             break;
         case ':':
+            // Some systems tell so of a value that was given, too.
+            if (optopt != kOut && optopt != kNow && optopt != kFormat)
+                throw UsageError(std::string(pointers[static_cast<std::size_t>(optind - 1)]) +
+                                 " takes no value");
             throw UsageError(std::string(pointers[static_cast<std::size_t>(optind - 1)]) +
                              " needs a value");
         default:

@@ -50,7 +50,7 @@ void LookIntoFolder(const fs::path& folder, Contents& contents) {
             entry.disable_recursion_pending();
         if (IsExport(entry->path()))
             contents.misplaced.push_back(
-                entry->path().lexically_relative(folder.parent_path()).string() +
+                entry->path().lexically_relative(folder.parent_path()).generic_string() +
                 " is not read: exports lie beside machine.ini, not in a folder below");
     }
 }
