@@ -2,28 +2,19 @@
 
 #include "inventory/lower_case.h"
 #include "log/run_log.h"
+#include "platform/file_search.h"
 #include "platform/files.h"
 #include "platform/installer.h"
 #include "platform/wide_text.h"
 
 #include <algorithm>
-#include <memory>
-#include <type_traits>
 
 namespace saltrove {
 
 namespace {
 
+using platform::FileSearch;
 using platform::FormatDecimal;
-
-struct FileSearchCloser {
-    void operator()(platform::HANDLE search) const {
-        platform::FindClose(search);
-    }
-};
-
-/// A search through a directory, ended at the end of its scope.
-using FileSearch = std::unique_ptr<std::remove_pointer_t<platform::HANDLE>, FileSearchCloser>;
 
 /// Begins the search for packages, with the first of them in `found`; null if there is none.
 FileSearch FindFirstPackage(platform::WIN32_FIND_DATAW& found) {
