@@ -3,18 +3,16 @@
 #include "image/escape.h"
 #include "image/image.h"
 #include "image/image_error.h"
-#include "log/run_log.h"
 #include "platform/simulated/machine/machine.h"
-#include "platform/simulated/texts/command_line.h"
 #include "replay/command_line.h"
 #include "replay/doubts.h"
 #include "replay/explain_html.h"
 #include "replay/explain_json.h"
 #include "replay/explain_text.h"
 #include "replay/explanation.h"
+#include "replay/machine_run.h"
 #include "replay/pilot.h"
 #include "replay/report.h"
-#include "run/run_driver.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -27,12 +25,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using platform::simulated::Drive;
 using platform::simulated::Machine;
-using platform::simulated::MachineScope;
-using platform::simulated::Registry;
-using platform::simulated::SplitCommandLine;
-using platform::simulated::StartedProcess;
 
 /// Makes sure that writing to `out` can neither overwrite anything nor change the image.
 void CheckOutFolder(const fs::path& image, const fs::path& out) {
@@ -46,62 +39,6 @@ void CheckOutFolder(const fs::path& image, const fs::path& out) {
     const fs::path outer = fs::weakly_canonical(fs::absolute(image));
     if (std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end()).first == outer.end())
         throw UsageError("--out: " + out.string() + " lies inside the image");
-}
-
-/// What the run log holds, of a file that may not be there.
-std::string ReadLog(const Drive& drive) {
-    const auto* node = drive.Find(saltrove::kRunLogPath);
-    if (node == nullptr || node->isDirectory)
-        return {};
-    return platform::simulated::ReadContent(*node);
-}
-
-/// Runs the program as one process of the machine.
-ProcessReport RunProcess(Machine& machine, const std::vector<std::u16string>& arguments) {
-    const Registry registryBefore = machine.registry;
-    const Drive driveBefore = machine.drive;
-    const std::size_t oldLogSize = ReadLog(driveBefore).size();
-    const unsigned oldOpenings = machine.CountCalls("_wfsopen");
-    const std::size_t oldBadHandles = machine.badHandles;
-    const std::size_t oldProcesses = machine.startedProcesses.size();
-
-    ProcessReport report;
-    {
-        const MachineScope scope(machine);
-        report.exitCode = saltrove::RunProgram(arguments, &report.record);
-    }
-    report.leftOpen = machine.open.Count();
-    machine.open = {};  // what a process leaves open ends with it
-    report.badHandles = machine.badHandles - oldBadHandles;
-    const std::string log = ReadLog(machine.drive);
-    report.logBytes = log.substr(std::min(oldLogSize, log.size()));
-    if (!report.logBytes.empty())
-        report.logFate = LogFate::Written;
-    else if (machine.CountCalls("_wfsopen") > oldOpenings)
-        report.logFate = LogFate::NotWritten;
-    report.changes = CompareMachines(registryBefore, driveBefore, machine);
-    report.startedProcesses.assign(machine.startedProcesses.begin() +
-                                       static_cast<std::ptrdiff_t>(oldProcesses),
-                                   machine.startedProcesses.end());
-    report.undecodedPackages = std::exchange(machine.undecodedPackages, {});
-    return report;
-}
-
-/// Runs the program, and then every process that was started, each when the one that started it has
-/// ended.
-RunReport RunOnMachine(Machine& machine, std::vector<std::u16string> arguments) {
-    arguments.insert(arguments.begin(), machine.process.module);
-    RunReport report;
-    report.run = RunProcess(machine, arguments);
-    for (std::size_t i = 0; i < machine.startedProcesses.size(); ++i) {
-        const StartedProcess started = machine.startedProcesses[i];
-        machine.process.id = started.id;
-        machine.process.account = started.account;
-        machine.process.session = started.session;
-        report.started.push_back(
-            {started, RunProcess(machine, SplitCommandLine(started.commandLine))});
-    }
-    return report;
 }
 
 std::string FormatExplanation(const Explanation& explanation, ExplainFormat format,

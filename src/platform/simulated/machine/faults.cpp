@@ -3,8 +3,6 @@
 #include "platform/simulated/machine/full_path.h"
 #include "platform/simulated/texts/letter_case.h"
 
-#include <set>
-
 namespace platform::simulated {
 
 std::u16string MakeFaultSubject(std::u16string_view path) {
@@ -12,27 +10,31 @@ std::u16string MakeFaultSubject(std::u16string_view path) {
 }
 
 void FaultTable::Add(Fault fault) {
-    Place place(fault.call, FoldCase(fault.subject));
-    faults_[std::move(place)].push_back(std::move(fault));
+    std::u16string subject = FoldCase(fault.subject);
+    faults_[fault.call][std::move(subject)].push_back(std::move(fault));
 }
 
 std::optional<DWORD> FaultTable::Meet(std::string_view call, std::u16string_view subject) {
     std::optional<DWORD> code;
-    if (faults_.empty())
-        return code;
-    const std::string name(call);
-    const std::u16string folded = FoldCase(subject);
-    // A set, since without a subject two of these are the same place.
-    const std::set<Place> places = {{name, folded}, {name, u""}, {"", folded}, {"", u""}};
-    for (const Place& place : places) {
-        const auto found = faults_.find(place);
-        if (found == faults_.end())
-            continue;
-        for (Fault& fault : found->second) {
+    const auto meet = [&code](std::vector<Fault>& faults) {
+        for (Fault& fault : faults) {
             ++fault.met;
             if (!code && fault.met >= fault.first && fault.met <= fault.last)
                 code = fault.code;
         }
+    };
+    for (const std::string_view name : {std::string_view(), call}) {
+        const auto found = faults_.find(name);
+        if (found == faults_.end())
+            continue;
+        // Those about any subject stand first.
+        auto& bySubject = found->second;
+        if (bySubject.begin()->first.empty())
+            meet(bySubject.begin()->second);
+        if (subject.empty() || bySubject.rbegin()->first.empty())
+            continue;
+        if (const auto named = bySubject.find(FoldCase(subject)); named != bySubject.end())
+            meet(named->second);
     }
     return code;
 }

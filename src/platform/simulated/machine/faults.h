@@ -2,12 +2,12 @@
 
 #include "platform/types.h"
 
+#include <functional>
 #include <limits>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 /// Calls that fail although the machine would let them succeed.
@@ -36,8 +36,8 @@ class FaultTable {
     std::optional<DWORD> Meet(std::string_view call, std::u16string_view subject);
 
   private:
-    using Place = std::pair<std::string, std::u16string>;  // call and subject, in one letter case
-    std::map<Place, std::vector<Fault>> faults_;
+    /// By call and by subject, the latter in one letter case.
+    std::map<std::string, std::map<std::u16string, std::vector<Fault>>, std::less<>> faults_;
 };
 
 }  // namespace platform::simulated
