@@ -131,7 +131,7 @@ class TableBuilder {
         const Verdict verdict = GetVerdict(decision);
         // Of several patches with one package, that is told of first for which it went, or was to.
         const auto rank = [](Verdict of) {
-            return IsGoing(of) ? 2 : of == Verdict::Failed ? 1 : 0;
+            return of == Verdict::Deleted ? 3 : IsGoing(of) ? 2 : of == Verdict::Failed ? 1 : 0;
         };
         const bool isFirst = isNew || rank(verdict) > rank(row.verdict);
         if (!isFirst) {

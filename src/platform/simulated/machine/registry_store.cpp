@@ -92,7 +92,8 @@ void Registry::SetDword(std::u16string_view path, std::u16string_view name, DWOR
 void Registry::ReplaceEnd(std::u16string_view path, std::u16string_view name, std::size_t dropped,
                           const ValueData& more) {
     ValueData& data = keys_.Find(path)->content.at(FoldCase(name)).data;
-    data.resize(data.size() - std::min(dropped, data.size()));
+    data.erase(data.end() - static_cast<std::ptrdiff_t>(std::min(dropped, data.size())),
+               data.end());
     data.insert(data.end(), more.begin(), more.end());
     generation_ = TakeGeneration();
 }

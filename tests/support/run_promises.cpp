@@ -1,0 +1,353 @@
+#include "support/run_promises.h"
+
+#include "cleanup/package_removal.h"
+#include "log/run_log.h"
+#include "platform/simulated/machine/pending_renames.h"
+#include "platform/simulated/texts/letter_case.h"
+#include "platform/simulated/texts/unicode.h"
+#include "platform/wide_text.h"
+#include "product/cleanup_key.h"
+#include "product/eligibility.h"
+#include "product/product_track.h"
+#include "replay/explanation.h"
+
+#include <algorithm>
+#include <map>
+
+namespace test {
+
+namespace {
+
+using platform::simulated::CallRecord;
+using platform::simulated::EncodeUtf8;
+using platform::simulated::FoldCase;
+using platform::simulated::kPendingRenamesKey;
+using replay::LocateFile;
+using replay::Verdict;
+using saltrove::ExitState;
+using Places = std::set<std::u16string>;
+
+const std::u16string kMachineHive = u"HKEY_LOCAL_MACHINE\\";
+
+/// Broken promises as they are found.
+class Findings {
+  public:
+    void Expect(bool isKept, const std::string& promise, std::u16string_view subject = {}) {
+        if (isKept)
+            return;
+        lines_ += "broken: " + promise;
+        lines_ += subject.empty() ? "\n" : ": " + EncodeUtf8(subject) + "\n";
+    }
+    void ExpectSame(const Places& a, const Places& b, const std::string& promise) {
+        for (const std::u16string& place : a)
+            Expect(b.contains(place), promise, place);
+        for (const std::u16string& place : b)
+            Expect(a.contains(place), promise, place);
+    }
+    std::string lines_;
+};
+
+void AskFor(std::vector<std::u16string>& asked, const std::u16string& path) {
+    std::u16string place = LocateFile(path);
+    if (std::find(asked.begin(), asked.end(), place) == asked.end())
+        asked.push_back(std::move(place));
+}
+
+/// Both phases' removals in a simulation, in order.
+void CollectSimulated(const saltrove::RunRecord& record, std::vector<std::u16string>& asked) {
+    if (record.linked) {
+        for (const auto& patch : record.linked->patches)
+            if (patch.outcome)
+                AskFor(asked, patch.patch.localPackage);
+    }
+    if (record.orphans) {
+        for (const auto& entry : record.orphans->entries)
+            if (entry.outcome)
+                AskFor(asked, std::u16string(saltrove::kInstallerCache) + entry.fileName);
+    }
+}
+
+/// The files that a run may touch: what the search for packages delivers, which goes by the first
+/// three characters of an extension, and what a patch of some product names in the cache folder.
+bool MayTouch(const Machine& before, const std::u16string& place) {
+    const std::u16string cache = FoldCase(saltrove::kInstallerCache);
+    const std::u16string name(platform::GetFileName(place));
+    if (place == cache + name && name.find(u".MSP") != std::u16string::npos)
+        return true;
+    for (const auto& [key, entry] : before.registry.GetKeys()) {
+        const auto path = entry.content.find(u"LOCALPACKAGE");
+        if (path == entry.content.end())
+            continue;
+        const std::u16string text = platform::simulated::GetText(path->second.data);
+        if (FoldCase(text).starts_with(cache) && LocateFile(text) == place)
+            return true;
+    }
+    return false;
+}
+
+bool IsLog(std::u16string_view path) {
+    return FoldCase(path) == FoldCase(saltrove::kRunLogPath);
+}
+
+void CheckDrive(const Machine& before, const FinishedRun& run, Findings& findings) {
+    for (const auto& [key, entry] : run.after.drive.GetNodes()) {
+        const auto* old = before.drive.GetNodes().Find(entry.path);
+        const bool isSame = old != nullptr && old->content.bytes == entry.content.bytes &&
+                            old->content.isDirectory == entry.content.isDirectory;
+        findings.Expect(isSame || IsLog(entry.path), "no file is made or written", entry.path);
+    }
+    for (const auto* places : {&run.deleted, &run.marked}) {
+        for (const std::u16string& place : *places) {
+            const bool isAsked =
+                std::find(run.asked.begin(), run.asked.end(), place) != run.asked.end();
+            findings.Expect(isAsked && MayTouch(before, place), "packages alone are touched",
+                            place);
+        }
+    }
+}
+
+/// The store is written alone, its ExitState once and behind everything else.
+void CheckRecords(const FinishedRun& run, Findings& findings) {
+    const std::u16string product = run.report.record.productCode;
+    const std::u16string store = FoldCase(kMachineHive + saltrove::GetCleanupKeyPath(product));
+    const bool isMarker = !run.report.record.exitState && run.report.exitCode == 0;
+    std::u16string last;
+    unsigned states = 0;
+    for (const CallRecord& call : run.after.calls) {
+        if (call.call != "RegSetValueExW")
+            continue;
+        last = platform::GetFileName(call.subject);
+        states += last == u"ExitState" ? 1U : 0U;
+        findings.Expect(isMarker || FoldCase(call.subject) == store + u"\\" + FoldCase(last),
+                        "the store alone is written", call.subject);
+    }
+    findings.Expect(states <= 1 && (states == 0 || last == u"ExitState"),
+                    "ExitState is written once and behind all else");
+    for (const replay::ValueChange& change : run.report.changes.values)
+        findings.Expect(isMarker || FoldCase(change.keyPath) == store, "nothing else is changed",
+                        change.keyPath);
+}
+
+/// What is told of each file is what became of it.
+void CheckExplanation(const Machine& before, const FinishedRun& run, Findings& findings) {
+    const replay::Explanation told = replay::ExplainRun(before, run.report);
+    Places deleted;
+    Places marked;
+    Places rows;
+    for (const replay::PackageRow& row : told.rows) {
+        rows.insert(row.place);
+        if (row.verdict == Verdict::Deleted)
+            deleted.insert(row.place);
+        if (row.verdict == Verdict::AtRestart)
+            marked.insert(row.place);
+    }
+    if (told.basis == replay::Basis::Run) {
+        findings.ExpectSame(deleted, run.deleted, "an explanation tells what was deleted");
+        // A package may go under a second name behind the mark that it got under the first.
+        Places waiting = run.marked;
+        std::erase_if(waiting,
+                      [&](const std::u16string& place) { return run.deleted.contains(place); });
+        findings.ExpectSame(marked, waiting, "an explanation tells what goes at the restart");
+    }
+    if (told.basis == replay::Basis::Nothing || !run.isSearchWhole)
+        return;
+    for (const auto* entry : before.drive.GetNodes().GetChildren(u"C:\\Windows\\Installer")) {
+        const std::u16string place = FoldCase(entry->path);
+        if (place.ends_with(u".MSP"))
+            findings.Expect(rows.contains(place), "an explanation tells of every package", place);
+    }
+}
+
+/// The machine when the deletions that wait for the restart have been carried out.
+Machine Restart(Machine machine) {
+    for (const auto& rename : platform::simulated::ReadPendingRenames(machine.registry))
+        machine.drive.Remove(rename.path);
+    machine.registry.RemoveValue(kPendingRenamesKey, platform::simulated::kPendingRenamesValue);
+    return machine;
+}
+
+/// A machine on which no check refuses the run, where the product has a track.
+Machine Force(Machine machine, const std::u16string& product) {
+    if (const auto track = saltrove::GetProductTrack(product))
+        machine.registry.SetDword(
+            kMachineHive +
+                saltrove::GetPolicyKeyPath(saltrove::GetProductFamilyKey(product), *track),
+            saltrove::kPolicyValue, 1);
+    return machine;
+}
+
+Machine WithLog(Machine machine, const std::u16string& product, bool isOn) {
+    const std::u16string store = saltrove::GetCleanupKeyPath(product);
+    if (!store.starts_with(u'\\'))
+        machine.registry.SetDword(kMachineHive + store, saltrove::kRunLogSwitchValue, isOn ? 1 : 0);
+    return machine;
+}
+
+Places JoinPlaces(const FinishedRun& run) {
+    Places places = run.deleted;
+    places.insert(run.marked.begin(), run.marked.end());
+    return places;
+}
+
+/// The registry's values as texts, but for the log's switch.
+std::set<std::string> ListValues(const Machine& machine) {
+    std::set<std::string> values;
+    for (const auto& [key, entry] : machine.registry.GetKeys()) {
+        for (const auto& [name, value] : entry.content) {
+            if (value.name != saltrove::kRunLogSwitchValue)
+                values.insert(EncodeUtf8(key + name) + std::to_string(value.type) +
+                              std::string(value.data.begin(), value.data.end()));
+        }
+    }
+    return values;
+}
+
+/// Whether a call is about one package alone.
+bool IsAboutOnePackage(const CallRecord& call) {
+    const bool isOfFile = call.call == "GetFileAttributesW" || call.call == "DeleteFileW" ||
+                          call.call == "MoveFileExW" || call.call == "MsiOpenDatabaseW" ||
+                          call.call == "MsiDatabaseOpenViewW" || call.call == "MsiViewExecute" ||
+                          call.call == "MsiViewFetch" || call.call == "MsiRecordGetStringW";
+    return isOfFile && call.subject != saltrove::kRunLogFolder;
+}
+
+}  // namespace
+
+FinishedRun FinishRun(const Machine& machine, const std::vector<std::u16string>& arguments,
+                      const std::optional<Fault>& fault) {
+    FinishedRun run{.after = machine};
+    run.after.recordsCalls = true;
+    if (fault) {
+        run.after.faults.Add(*fault);
+        run.isSearchWhole = !fault->call.empty() && !fault->call.starts_with("Find");
+    }
+    std::vector<std::u16string> commandLine = arguments;
+    commandLine.insert(commandLine.begin(), machine.process.module);
+    run.report = replay::RunProcess(run.after, commandLine);
+    for (const replay::RemovedFile& file : run.report.changes.removedFiles)
+        run.deleted.insert(LocateFile(file.path));
+    for (const std::u16string& path : run.report.changes.restartDeletions)
+        run.marked.insert(LocateFile(path));
+    if (run.report.record.simulate)
+        CollectSimulated(run.report.record, run.asked);
+    for (const CallRecord& call : run.after.calls) {
+        if (call.call == "DeleteFileW")
+            AskFor(run.asked, call.subject);
+    }
+    return run;
+}
+
+std::string FindBrokenPromises(const Machine& before, const std::vector<std::u16string>& arguments,
+                               const FinishedRun& run) {
+    Findings findings;
+    const replay::ProcessReport& report = run.report;
+    const bool isUsage = arguments.size() != 2 && arguments.size() != 3;
+    findings.Expect(report.exitCode == (isUsage ? 1 : 0), "the exit code tells of usage alone");
+    findings.Expect(report.leftOpen == 0, "nothing is left open");
+    findings.Expect(report.badHandles == 0, "no handle is used that is not open");
+    const bool isRefused = report.record.exitState != ExitState::Success;
+    const bool isTouched = !run.deleted.empty() || !run.marked.empty();
+    findings.Expect(!isRefused || run.asked.empty(), "a run that was refused takes nothing");
+    findings.Expect(!(isRefused || report.record.simulate) || !isTouched,
+                    "a run that was refused or simulated touches nothing");
+    CheckDrive(before, run, findings);
+    CheckRecords(run, findings);
+    CheckExplanation(before, run, findings);
+    return findings.lines_;
+}
+
+std::string FindBrokenPromisesBetweenRuns(const GeneratedMachine& generated) {
+    std::vector<std::u16string> arguments = generated.arguments;
+    if (arguments.size() < 2 || arguments.size() > 3)
+        return {};
+    Findings findings;
+    const std::u16string product = arguments[0];
+    const Machine forced = Force(generated.machine, product);
+    arguments.resize(2);
+    const FinishedRun real = FinishRun(forced, arguments);
+    const FinishedRun simulated = FinishRun(forced, {product, arguments[1], u"simulate"});
+    findings.Expect(real.asked == simulated.asked, "a simulation names what a run takes, in order");
+    const FinishedRun again = FinishRun(real.after, arguments);
+    for (const std::u16string& place : JoinPlaces(again))
+        findings.Expect(real.marked.contains(place), "a second run removes nothing new", place);
+    const FinishedRun late = FinishRun(Restart(real.after), arguments);
+    findings.ExpectSame(JoinPlaces(late), {}, "a run behind the restart removes nothing");
+
+    const FinishedRun logged = FinishRun(WithLog(forced, product, true), arguments);
+    const FinishedRun quiet = FinishRun(WithLog(forced, product, false), arguments);
+    findings.ExpectSame(logged.deleted, quiet.deleted, "the log changes no file");
+    findings.Expect(logged.asked == quiet.asked, "the log changes no order");
+    findings.Expect(ListValues(logged.after) == ListValues(quiet.after),
+                    "the log changes no value");
+    return findings.lines_;
+}
+
+std::string DescribeCall(const std::vector<CallRecord>& calls, std::size_t place) {
+    const auto failed = calls.begin() + static_cast<std::ptrdiff_t>(place);
+    const bool isLate = std::any_of(calls.begin(), failed + 1, [](const CallRecord& call) {
+        return call.call == "MsiEnumPatchesExW" && call.subject.empty();
+    });
+    std::string text = (isLate ? "late " : "") + failed->call;
+    if (failed->call.starts_with("Reg") || failed->call == "MsiGetPatchInfoExW")
+        text += " " + EncodeUtf8(platform::GetFileName(failed->subject));
+    return text;
+}
+
+std::span<const KnownLoss> GetKnownLosses() {
+    static constexpr KnownLoss kLosses[] = {
+        // A list of all products that lacks a needed package makes that an orphan.
+        {"late MsiEnumPatchesExW", {2, 2, 2, 2, 6, 6, 4, 2}},
+        {"late MsiGetPatchInfoExW LocalPackage", {2, 2, 2, 2, 6, 6, 4, 2}},
+        // What is known of the product's own patches moves the boundaries.
+        {"MsiGetPatchInfoExW DisplayName", {0, 1, 0, 0, 2, 0, 0, 0}},
+        {"MsiGetPatchInfoExW LocalPackage", {0, 1, 0, 0, 1, 0, 0, 0}},
+        {"MsiGetPatchInfoExW State", {0, 0, 0, 0, 3, 2, 1, 0}},
+        {"RegOpenKeyExW SourceList", {0, 1, 0, 0, 0, 0, 0, 0}},
+        {"RegQueryValueExW PackageName", {0, 1, 0, 0, 0, 0, 0, 0}},
+        // A check that learns nothing refuses nothing.
+        {"RegOpenKeyExW FeatureLockDown", {1, 0, 0, 0, 0, 0, 1, 1}},
+        {"RegQueryValueExW PatchCleanFlag", {1, 0, 0, 0, 0, 0, 1, 1}},
+        {"RegOpenKeyExW Cleanup", {1, 0, 1, 1, 0, 0, 0, 0}},
+        {"RegQueryValueExW CleanupTime", {1, 0, 1, 1, 0, 0, 0, 0}},
+        // Letters beyond A to Z differ in capitals then.
+        {"_create_locale", {0, 0, 0, 1, 0, 1, 0, 0}},
+    };
+    return kLosses;
+}
+
+std::vector<platform::DWORD> GetPlausibleErrors(const std::string& call) {
+    if (call.starts_with("Reg"))
+        return {2, 5, 1018};
+    if (call.starts_with("Msi"))
+        return {234, 1605, 1610, 1627, 1635};
+    if (call.starts_with("Find") || call == "GetFileAttributesW" || call == "DeleteFileW" ||
+        call == "MoveFileExW")
+        return {2, 5, 32};
+    return {5};
+}
+
+std::string FindBrokenPromisesBehind(const GeneratedMachine& generated, const FinishedRun& without,
+                                     const Fault& fault, std::size_t place,
+                                     std::set<std::string>& losses) {
+    const FinishedRun run = FinishRun(generated.machine, generated.arguments, fault);
+    Findings findings;
+    for (const std::u16string& gone : JoinPlaces(run)) {
+        if (std::find(without.asked.begin(), without.asked.end(), gone) == without.asked.end())
+            losses.insert(DescribeCall(without.after.calls, place));
+    }
+    const CallRecord& failed = without.after.calls[place];
+    if (fault.first == fault.last && IsAboutOnePackage(failed)) {
+        const std::u16string own = LocateFile(failed.subject);
+        for (const auto& [a, b] : {std::pair(&run, &without), std::pair(&without, &run)})
+            for (const std::u16string& other : JoinPlaces(*a))
+                findings.Expect(other == own || JoinPlaces(*b).contains(other),
+                                "a fault about one package is that package's alone", other);
+    }
+    if (fault.first == fault.last && failed.call == "GetFileAttributesW") {
+        const CallRecord& next = run.after.calls[place + 1];
+        findings.Expect(next.call != "DeleteFileW", "what is not seen stays", next.subject);
+    }
+    return findings.lines_ + FindBrokenPromises(generated.machine, generated.arguments, run);
+}
+
+}  // namespace test
