@@ -1,4 +1,5 @@
 #include "image/image.h"
+#include "support/host_files.h"
 #include "support/run_promises.h"
 
 #include <gtest/gtest.h>
@@ -6,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <numeric>
 #include <random>
 
 namespace test {
@@ -101,6 +103,16 @@ TEST_P(GeneratedMachines, LosePackagesInKnownCasesAloneWhicheverCallFails) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Part, GeneratedMachines, testing::Range<std::uint64_t>(0, kParts));
+
+TEST(GeneratedMachine, LossesAreThoseThatAreTold) {
+    const std::string page = ReadFile(SALTROVE_RELIABILITY);
+    for (const KnownLoss& loss : GetKnownLosses()) {
+        const unsigned count = std::accumulate(loss.machines.begin(), loss.machines.end(), 0U);
+        const std::string row =
+            "\n| `" + std::string(loss.kind) + "` | " + std::to_string(count) + " | ";
+        EXPECT_NE(page.find(row), std::string::npos) << row;
+    }
+}
 
 TEST(GeneratedMachine, CanBeWrittenAsAnImageAndReplayed) {
     for (std::uint64_t seed = 1; seed <= 40; ++seed) {

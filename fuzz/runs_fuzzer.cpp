@@ -1,0 +1,53 @@
+#include "support/run_promises.h"
+
+#include <algorithm>
+#include <iostream>
+
+/// Makes a machine of libFuzzer's bytes, and a call on it that fails. No input may make a run on it
+/// break a promise, or lose a package in another way than the known ones.
+
+namespace {
+
+using namespace test;
+
+bool IsKnown(const std::string& kind) {
+    const auto losses = GetKnownLosses();
+    return std::any_of(losses.begin(), losses.end(),
+                       [&](const KnownLoss& loss) { return loss.kind == kind; });
+}
+
+/// What is broken when the call at `place` fails in the way that was chosen.
+std::string FailCall(const GeneratedMachine& generated, const FinishedRun& without,
+                     std::size_t place, unsigned choice) {
+    const auto& calls = without.after.calls;
+    const std::string& name = calls[place].call;
+    const auto number = static_cast<unsigned>(
+        std::count_if(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(place) + 1,
+                      [&](const auto& call) { return call.call == name; }));
+    const std::vector<platform::DWORD> codes = GetPlausibleErrors(name);
+    const Fault fault{name, u"", codes[choice / 2 % codes.size()], number,
+                      choice % 2 == 0 ? number : 0xFFFFFFFF};
+    std::set<std::string> losses;
+    std::string broken = FindBrokenPromisesBehind(generated, without, fault, place, losses);
+    for (const std::string& kind : losses)
+        broken += IsKnown(kind) ? "" : "a new kind of loss: " + kind + "\n";
+    return broken;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    Dice dice(std::span(data, size));
+    const std::size_t place = dice.Roll(1024);
+    const unsigned choice = dice.Roll(256);
+    const GeneratedMachine generated = GenerateMachine(dice, 12);
+    const FinishedRun run = FinishRun(generated.machine, generated.arguments);
+    std::string broken = FindBrokenPromises(generated.machine, generated.arguments, run);
+    broken += place < run.after.calls.size() ? FailCall(generated, run, place, choice)
+                                             : FindBrokenPromisesBetweenRuns(generated);
+    if (!broken.empty()) {
+        std::cerr << broken;
+        __builtin_trap();
+    }
+    return 0;
+}
