@@ -231,6 +231,11 @@ TEST_F(Collect, AFolderThatCannotBeUsedStaysAsItIs) {
         {{u"--with-package", own}, kExitUsage, "--with-package is not an option"},
         {{own, u"--", u"a\nb"}, kExitUsage, "an argument of the run has a line end"},
         {{own, u"--", u"\xD800"}, kExitUsage, "half a character"},
+        {{u"--status"}, kExitUsage, "takes a product code, and nothing else"},
+        {{u"--removals", kProduct}, kExitUsage, "takes a product code and a version"},
+        {{u"--status", u"{5b7a90e1-4D2E-4C19-8A54-EC83016FC300}"}, kExitUsage, "and capitals"},
+        {{u"--status", kProduct.substr(1, 36)}, kExitUsage, "in braces"},
+        {{u"--status", u"{00000000-0000-0000-0000-000000000000}"}, kExitUsage, "of the family"},
         {{(folder_ / "full").u16string()}, kExitUsage, "full is not empty"},
         {{(folder_ / "file").u16string()}, kExitUsage, "file is not a folder"},
         {{(folder_ / "file" / "a").u16string()}, kExitCannotWrite, "cannot be written"},
@@ -332,6 +337,56 @@ TEST_F(Collect, SaysHowToReplayAsFarAsTheMachineTells) {
     EXPECT_EQ(collect(machine), "These products of the family have patches here:\n"
                                 "  {5B7A90E1-4D2E-4C19-8A54-EC83016FC300}\n"
                                 "  {5B7A90E2-4D2E-4C19-8A54-EC83016FC300}\n");
+}
+
+TEST_F(Collect, TellsTheStatusOfAProductInOneLine) {
+    const std::u16string manager =
+        u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Session Manager";
+    const std::string start =
+        R"({"format":1,"productCode":"{5B7A90E1-4D2E-4C19-8A54-EC83016FC300}",)"
+        R"("root":"SOFTWARE\\Kelvane\\Kelvane Ostrel\\ZR",)";
+    Machine machine = MakeMachine();
+    EXPECT_EQ(CollectFrom(machine, {u"--status", kProduct}), kExitComplete) << err_;
+    EXPECT_EQ(out_, start + R"("exitState":null,"state":null,"productVersion":null,)"
+                            R"("patchType":null,"lastCleanup":null,"daysSinceCleanup":null,)"
+                            R"("hasRemoved":null,"linkedRemoved":null,"orphansFound":null,)"
+                            "\"waitingForRestart\":[]}\n");
+    Machine cleaned = MakeIncrementalMachine();
+    AddFault(cleaned, "DeleteFileW", kCache + u"1.msp", 32);
+    (void)RunTool(cleaned, {kProduct, u"24.3.20790.\"\u00E9\n"});
+    machine.registry = cleaned.registry;
+    machine.registry.SetDword(kStore, u"CleanupTime", kNow - 86'400 * 89 - 1);
+    using namespace std::string_literals;
+    const std::u16string others =
+        u"\\??\\C:\\Windows\\Installer\\a.msi\0\0\\??\\C:\\Windows\\Installer\\b.msp\0"
+        u"\\??\\C:\\c.msp\0\\??\\C:\\d.msp\0\0"s;
+    const auto* list = machine.registry.FindValue(manager, u"PendingFileRenameOperations");
+    machine.registry.SetValue(
+        manager, u"PendingFileRenameOperations", platform::REG_MULTI_SZ,
+        platform::simulated::MakeTextData(others + platform::simulated::GetCharacters(list->data)));
+    EXPECT_EQ(CollectFrom(machine, {u"--status", kProduct}), kExitComplete) << err_;
+    EXPECT_EQ(out_, start + R"("exitState":0,"state":"went to its end",)"
+                            R"("productVersion":"24.3.20790.\"\u00E9\u000A",)"
+                            R"("patchType":"Incremental","lastCleanup":"2026-08-21T07:37:41.000Z",)"
+                            R"("daysSinceCleanup":89,"hasRemoved":true,"linkedRemoved":2,)"
+                            R"("orphansFound":0,"waitingForRestart":["1.msp"]})"
+                            "\n");
+    AddFault(machine, "RegOpenKeyExW", manager, 5);
+    AddFault(machine, "RegQueryValueExW", kStore + u"\\CleanupTime", 5);
+    EXPECT_EQ(CollectFrom(machine, {u"--status", kProduct}), kExitPartial);
+    EXPECT_NE(out_.find(R"("lastCleanup":null,)"), std::string::npos) << out_;
+    EXPECT_NE(out_.find(R"("waitingForRestart":null)"), std::string::npos) << out_;
+}
+
+TEST_F(Collect, ListsWhatARunWouldRemoveAndRemovesNothing) {
+    Machine machine = MakeIncrementalMachine();
+    machine.drive.AddFile(kCache + u"o 1.msp", kOwnPackage);
+    machine.registry.SetDword(kStore, u"CleanupTime", kNow);
+    EXPECT_EQ(CollectFrom(machine, {u"--removals", kProduct, u"24.3.20790"}), kExitComplete);
+    EXPECT_EQ(out_, "C:\\Windows\\Installer\\0.msp\nC:\\Windows\\Installer\\1.msp\n"
+                    "C:\\Windows\\Installer\\o 1.msp\n");
+    EXPECT_EQ(CollectFrom(machine, {u"--removals", kProduct, u"24.4"}), kExitPartial);
+    EXPECT_EQ(out_, "");
 }
 
 }  // namespace

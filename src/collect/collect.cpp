@@ -5,6 +5,7 @@
 #include "collect/file_parts.h"
 #include "collect/progress.h"
 #include "collect/registry_parts.h"
+#include "collect/status.h"
 #include "collect/system_parts.h"
 #include "image/image.h"
 #include "platform/installer.h"
@@ -132,6 +133,12 @@ void TellImage(const Collected& collected, const Options& options, const std::st
         << (options.withPackages ? "and their bytes" : "and none of their bytes") << "\n";
 }
 
+int TellGaps(const Collected& collected, std::ostream& err) {
+    for (const std::string& gap : collected.gaps)
+        err << "saltrove-collect: " << gap << "\n";
+    return collected.gaps.empty() ? kExitComplete : kExitPartial;
+}
+
 int CollectTo(const Options& options, std::ostream& out, std::ostream& err) {
     CheckFolder(options.folder);
     Progress progress(err);
@@ -151,11 +158,26 @@ int CollectTo(const Options& options, std::ostream& out, std::ostream& err) {
         {collected.machine, options.runArguments.value_or(std::vector<std::u16string>())},
         options.runArguments.has_value(), options.folder,
         options.withPackages ? reader : image::ContentReader());
-    for (const std::string& gap : collected.gaps)
-        err << "saltrove-collect: " << gap << "\n";
+    const int status = TellGaps(collected, err);
     TellImage(collected, options, folder, out);
     TellCommandLine(collected.machine, options, folder, out);
-    return collected.gaps.empty() ? kExitComplete : kExitPartial;
+    return status;
+}
+
+int TellStatus(const std::u16string& productCode, std::ostream& out, std::ostream& err) {
+    Collected collected;
+    out << FormatStatus(collected, productCode) << "\n";
+    return TellGaps(collected, err);
+}
+
+int TellRemovals(const std::u16string& productCode, const std::u16string& productVersion,
+                 std::ostream& out, std::ostream& err) {
+    const std::optional<std::string> paths = ListRemovals(productCode, productVersion);
+    if (!paths)
+        err << "saltrove-collect: a run would end with exit state 6: which patches to keep cannot "
+               "be worked out\n";
+    out << paths.value_or("");
+    return paths ? kExitComplete : kExitPartial;
 }
 
 int FailToWrite(const std::exception& error, std::ostream& err) {
@@ -172,6 +194,10 @@ int RunCollect(std::span<const std::u16string> arguments, std::ostream& out, std
             out << kUsage << kHelp;
         else if (options.wantsVersion)
             out << "saltrove-collect " SALTROVE_VERSION "\n";
+        else if (options.status)
+            return TellStatus(*options.status, out, err);
+        else if (options.removals)
+            return TellRemovals((*options.removals)[0], (*options.removals)[1], out, err);
         else
             return CollectTo(options, out, err);
         return kExitComplete;

@@ -1,5 +1,6 @@
 #include "collect/command_line.h"
 
+#include "collect/status.h"
 #include "platform/simulated/texts/unicode.h"
 
 #include <algorithm>
@@ -15,6 +16,28 @@ void CheckRunArgument(const std::u16string& argument) {
     if (argument.find_first_of(u"\r\n") != std::u16string::npos ||
         platform::simulated::DecodeUtf8(EncodeUtf8(argument)) != argument)
         throw UsageError("an argument of the run has a line end, or half a character");
+}
+
+void CheckProductCode(const std::u16string& productCode) {
+    if (!IsProductOfFamily(productCode))
+        throw UsageError(EncodeUtf8(productCode) +
+                         " is not a product code of the family, in braces and capitals");
+}
+
+/// Reads the command lines that ask for no image; whether it is one.
+bool ParseQuestion(std::span<const std::u16string> own, Options& options) {
+    if (own.empty() || (own[0] != u"--status" && own[0] != u"--removals"))
+        return false;
+    const bool isStatus = own[0] == u"--status";
+    if (own.size() != (isStatus ? 2 : 3))
+        throw UsageError(EncodeUtf8(own[0]) + (isStatus ? " takes a product code, and nothing else"
+                                                        : " takes a product code and a version"));
+    CheckProductCode(own[1]);
+    if (isStatus)
+        options.status = own[1];
+    else
+        options.removals = {own[1], own[2]};
+    return true;
 }
 
 void ParseOwnArgument(const std::u16string& argument, Options& options) {
@@ -36,7 +59,9 @@ void ParseOwnArgument(const std::u16string& argument, Options& options) {
 
 }  // namespace
 
-const char* const kUsage = "usage: saltrove-collect DIR [--with-packages] [-- ARGUMENT...]\n";
+const char* const kUsage = "usage: saltrove-collect DIR [--with-packages] [-- ARGUMENT...]\n"
+                           "       saltrove-collect --status PRODUCTCODE\n"
+                           "       saltrove-collect --removals PRODUCTCODE PRODUCTVERSION\n";
 
 const char* const kHelp = R"(
 Writes the machine that it runs on to the folder DIR as a machine image, on
@@ -50,18 +75,28 @@ the signed-in users' shells. The packages themselves stay behind.
 DIR               a folder that is empty or does not exist yet
 --with-packages   put the packages into the image as well
 -- ARGUMENT...    the command line of the run, for the image
+
+Or prints, and changes nothing at all:
+
+--status          how the last run for the product ended, how long ago the last
+                  cleanup was and what waits for the restart, as a line of JSON
+--removals        the paths of the packages that a run would remove now if
+                  nothing forbade it, a line each
+
 --help            print this help
 --version         print the version
 
 Exit status: 0 if the image is complete; 1 if something could not be read, of
-which each has a line; 64 for a wrong command line; 70 if it had to break off, as
-for want of memory; 74 if DIR cannot be written, in which case nothing is left
-of it.
+which each has a line, or a run could not work out which patches to keep; 64 for
+a wrong command line; 70 if it had to break off, as for want of memory; 74 if DIR
+cannot be written, in which case nothing is left of it.
 )";
 
 Options ParseCommandLine(std::span<const std::u16string> arguments) {
     Options options;
     const auto own = arguments.subspan(std::min<std::size_t>(1, arguments.size()));
+    if (ParseQuestion(own, options))
+        return options;
     const auto dashes = std::find(own.begin(), own.end(), u"--");
     std::for_each(own.begin(), dashes,
                   [&](const std::u16string& argument) { ParseOwnArgument(argument, options); });

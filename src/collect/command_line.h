@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <filesystem>
 #include <optional>
 #include <span>
@@ -22,6 +23,9 @@ struct Options {
     bool withPackages = false;
     std::filesystem::path folder;
     std::optional<std::vector<std::u16string>> runArguments;  ///< for args.txt
+    /// For what they ask about, in place of an image: a product code; and with it a version.
+    std::optional<std::u16string> status;
+    std::optional<std::array<std::u16string, 2>> removals;
 };
 
 /// The one line that shows the command line's form.

@@ -143,15 +143,24 @@ void TakeProductPatches(Collected& collected, const std::u16string& path) {
 
 }  // namespace
 
+void CollectCleanupStore(Collected& collected, std::u16string_view root) {
+    TakeValues(collected, std::u16string(kMachineHive) + saltrove::GetCleanupKeyPathOfRoot(root),
+               {saltrove::kRunLogSwitchValue, saltrove::kCleanupTimeValue,
+                saltrove::kCurrentPatchVersionValue, saltrove::kCurrentPatchTypeValue,
+                saltrove::kAffectedMachineValue, saltrove::kMarkedListValue,
+                saltrove::kOrphanCountValue, saltrove::kOrphanListValue,
+                saltrove::kExitStateValue});
+}
+
+void CollectPendingRenames(Collected& collected) {
+    TakeValues(collected, std::u16string(platform::simulated::kPendingRenamesKey),
+               {platform::simulated::kPendingRenamesValue});
+}
+
 void CollectProductKeys(Collected& collected, const std::set<std::u16string>& accounts) {
     const std::u16string machine(kMachineHive);
     for (const std::u16string_view root : saltrove::GetProductRoots())
-        TakeValues(collected, machine + saltrove::GetCleanupKeyPathOfRoot(root),
-                   {saltrove::kRunLogSwitchValue, saltrove::kCleanupTimeValue,
-                    saltrove::kCurrentPatchVersionValue, saltrove::kCurrentPatchTypeValue,
-                    saltrove::kAffectedMachineValue, saltrove::kMarkedListValue,
-                    saltrove::kOrphanCountValue, saltrove::kOrphanListValue,
-                    saltrove::kExitStateValue});
+        CollectCleanupStore(collected, root);
     for (const std::u16string_view family : saltrove::kProductFamilyKeys) {
         for (const saltrove::ProductTrack track : saltrove::kProductTracks) {
             TakeValues(collected, machine + saltrove::GetPolicyKeyPath(family, track),
@@ -170,8 +179,7 @@ void CollectProductKeys(Collected& collected, const std::set<std::u16string>& ac
             TakeValues(collected, Join(hive, saltrove::GetMarkerKeyPath(root)),
                        {saltrove::kMarkerValue});
     }
-    TakeValues(collected, std::u16string(platform::simulated::kPendingRenamesKey),
-               {platform::simulated::kPendingRenamesValue});
+    CollectPendingRenames(collected);
 }
 
 void CollectInstallerKeys(Collected& collected) {

@@ -4,6 +4,7 @@
 
 #include <set>
 #include <string>
+#include <string_view>
 
 namespace collect {
 
@@ -12,6 +13,10 @@ namespace collect {
 /// of the machine what the product, its policy and Winlogon say; of `accounts`, SIDs, what their
 /// hives say, as far as they are loaded; the deletions for the next restart.
 void CollectProductKeys(Collected& collected, const std::set<std::u16string>& accounts);
+
+/// Parts of it: the values of the Cleanup key below a root, and the deletions for the next restart.
+void CollectCleanupStore(Collected& collected, std::u16string_view root);
+void CollectPendingRenames(Collected& collected);
 
 /// Collects what Windows Installer knows of patches: which products there are, their lists of
 /// patches, and of each patch what a run asks for. The data that stands beside a list is left out,

@@ -8,9 +8,7 @@
 #include "platform/simulated/texts/unicode.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
-#include <cstdio>
 #include <limits>
 #include <set>
 #include <utility>
@@ -259,20 +257,6 @@ void ReadLines(const std::string& file, std::u16string_view text, Machine& machi
         throw ImageError(file, error.GetLine() == 0 ? reader.GetLine() : error.GetLine(),
                          reader.FormatSection() + error.what());
     }
-}
-
-std::string FormatUtc(std::chrono::sys_time<std::chrono::milliseconds> utc) {
-    const auto day = std::chrono::floor<std::chrono::days>(utc);
-    const std::chrono::year_month_day date(day);
-    const std::chrono::hh_mm_ss time(utc - day);
-    std::array<char, 64> text{};
-    const int length = std::snprintf(
-        text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ",
-        static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-        static_cast<unsigned>(date.day()), static_cast<int>(time.hours().count()),
-        static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()),
-        static_cast<int>(time.subseconds().count()));
-    return {text.data(), text.data() + length};
 }
 
 std::string FormatLists(const Machine& machine) {

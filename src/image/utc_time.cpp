@@ -1,6 +1,8 @@
 #include "image/utc_time.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 
 namespace image {
 
@@ -36,6 +38,20 @@ std::optional<std::chrono::sys_time<std::chrono::milliseconds>> ParseUtc(std::u1
                    std::chrono::milliseconds(hasMilliseconds ? number(20, 3) : 0);
     }
     return std::nullopt;
+}
+
+std::string FormatUtc(std::chrono::sys_time<std::chrono::milliseconds> utc) {
+    const auto day = std::chrono::floor<std::chrono::days>(utc);
+    const std::chrono::year_month_day date(day);
+    const std::chrono::hh_mm_ss time(utc - day);
+    std::array<char, 64> text{};
+    const int length = std::snprintf(
+        text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ",
+        static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+        static_cast<unsigned>(date.day()), static_cast<int>(time.hours().count()),
+        static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()),
+        static_cast<int>(time.subseconds().count()));
+    return {text.data(), text.data() + length};
 }
 
 }  // namespace image

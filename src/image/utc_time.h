@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace image {
@@ -10,5 +11,8 @@ namespace image {
 /// text and for a date that does not exist.
 [[nodiscard]] std::optional<std::chrono::sys_time<std::chrono::milliseconds>>
 ParseUtc(std::u16string_view text);
+
+/// The moment in the first of these forms.
+[[nodiscard]] std::string FormatUtc(std::chrono::sys_time<std::chrono::milliseconds> utc);
 
 }  // namespace image
