@@ -57,6 +57,10 @@ TEST(RunLog, AFolderThatCannotBeAskedAboutOrAFileThatCannotBeOpenedIsNotTriedAga
             WriteRunLog(u"two");
         });
         EXPECT_EQ(ReadLogBytes(machine), "(no log)") << call;
+        EXPECT_EQ(machine.CountCalls("_wfsopen"), 1U);
+        const std::u16string path = call == std::string("_wfsopen") ? kLog : u"";
+        for (const auto& record : machine.calls)
+            EXPECT_TRUE(record.call != "_wfsopen" || record.subject == path);
     }
 }
 

@@ -62,7 +62,7 @@ inline constexpr DWORD REG_MULTI_SZ = 7;
 [[nodiscard]] LSTATUS RegQueryValueExW(HKEY key, const char16_t* valueName, DWORD* reserved,
                                        DWORD* type, BYTE* data, DWORD* size);
 
-/// Sets a value. `size` is in bytes and counts the terminator of a text.
+/// Sets a value. `reserved` is 0. `size` is in bytes and counts the terminator of a text.
 LSTATUS RegSetValueExW(HKEY key, const char16_t* valueName, DWORD reserved, DWORD type,
                        const BYTE* data, DWORD size);
 

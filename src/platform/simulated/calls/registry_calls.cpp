@@ -109,9 +109,9 @@ LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subKey, DWORD options, DWORD sam
     return ToStatus(ERROR_SUCCESS);
 }
 
-LSTATUS RegCreateKeyExW(HKEY key, const char16_t* subKey, DWORD /*reserved*/,
-                        char16_t* /*keyClass*/, DWORD options, DWORD samDesired,
-                        const SECURITY_ATTRIBUTES* /*security*/, HKEY* result, DWORD* disposition) {
+LSTATUS RegCreateKeyExW(HKEY key, const char16_t* subKey, DWORD reserved, char16_t* /*keyClass*/,
+                        DWORD options, DWORD samDesired, const SECURITY_ATTRIBUTES* /*security*/,
+                        HKEY* result, DWORD* disposition) {
     constexpr DWORD REG_CREATED_NEW_KEY = 1;
     constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
     Machine& machine = GetCurrentMachine();
@@ -120,6 +120,8 @@ LSTATUS RegCreateKeyExW(HKEY key, const char16_t* subKey, DWORD /*reserved*/,
             BeginKeyCall(machine, "RegCreateKeyExW", key, subKey, {options, samDesired}, path);
         status != 0)
         return status;
+    if (reserved != 0)
+        return ToStatus(ERROR_INVALID_PARAMETER);
     const bool isNew = !machine.registry.HasKey(path);
     if (isNew)
         machine.registry.CreateKey(path);
@@ -163,7 +165,7 @@ LSTATUS RegQueryValueExW(HKEY key, const char16_t* valueName, DWORD* /*reserved*
     return ToStatus(ERROR_SUCCESS);
 }
 
-LSTATUS RegSetValueExW(HKEY key, const char16_t* valueName, DWORD /*reserved*/, DWORD type,
+LSTATUS RegSetValueExW(HKEY key, const char16_t* valueName, DWORD reserved, DWORD type,
                        const BYTE* data, DWORD size) {
     Machine& machine = GetCurrentMachine();
     const std::optional<OpenKey> opened = LookUpKey(machine, key);
@@ -172,6 +174,8 @@ LSTATUS RegSetValueExW(HKEY key, const char16_t* valueName, DWORD /*reserved*/, 
     if (const auto fault =
             machine.BeginCall("RegSetValueExW", MakeValueSubject(*opened, valueName), {type, size}))
         return ToStatus(*fault);
+    if (reserved != 0)
+        return ToStatus(ERROR_INVALID_PARAMETER);
     if ((opened->access & KEY_SET_VALUE) == 0)
         return ToStatus(ERROR_ACCESS_DENIED);
     if (!machine.registry.HasKey(opened->path))
