@@ -55,24 +55,32 @@ TEST(ShellResolution, TakesTheShellOfTheAccountThenOfTheMachineThenTheUsual) {
 
 TEST(ShellResolution, ReadsBelowTheHiveThatThePathNames) {
     Machine machine = MakeMachine();
-    machine.registry.SetText(u"HKEY_USERS\\K", u"Shell", u"users");
-    machine.registry.SetText(u"HKEY_LOCAL_MACHINE\\K", u"Shell", u"machine");
-    machine.registry.SetText(u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\K", u"Shell", u"classes");
+    const std::u16string hives[] = {u"HKEY_CLASSES_ROOT", u"HKEY_CURRENT_USER",
+                                    u"HKEY_LOCAL_MACHINE", u"HKEY_USERS", u"HKEY_CURRENT_CONFIG"};
+    for (const std::u16string& hive : hives) {
+        const auto key =
+            platform::simulated::MakeCanonicalKeyPath(hive + u"\\K", machine.process.account);
+        machine.registry.SetText(*key, u"Shell", hive);
+    }
+    machine.registry.SetText(u"HKEY_USERS\\HKEY_USERS\\K", u"Shell", u"behind a backslash");
     machine.registry.SetValue(u"HKEY_LOCAL_MACHINE\\Long", u"Shell", platform::REG_BINARY,
                               platform::simulated::ValueData(522, 'y'));
     const MachineScope scope(machine);
-    const auto read = [](const char16_t* path) {
+    const auto read = [](const std::u16string& path) {
         std::u16string shell = u"(as before)";
         RegUtil().ReadShellValue(path, shell);
         return shell;
     };
-    EXPECT_EQ(read(u"HKEY_USERS\\K"), u"users");
-    EXPECT_EQ(read(u"HKEY_CLASSES_ROOT\\K"), u"classes");
-    EXPECT_EQ(read(u"hkey_users\\K"), u"machine") << "in another letter case it is no hive";
+    for (const std::u16string& hive : hives)
+        EXPECT_EQ(read(hive + u"\\K"), hive);
+    EXPECT_EQ(read(u"hkey_users\\K"), hives[2]) << "in another letter case it is no hive";
+    EXPECT_EQ(read(u"\\HKEY_USERS\\K"), u"behind a backslash");
     EXPECT_EQ(read(u"HKEY_USERS\\None"), u"(as before)");
     EXPECT_EQ(read(u"HKEY_LOCAL_MACHINE\\Long"), u"(as before)");
     EXPECT_EQ(read(u"HKEY_USERS"), u"(as before)");
     ExpectNothingOpen(machine);
+    for (const std::u16string hive : {u"HKEY_DYN_DATA", u"HKEY_PERFORMANCE_DATA"})
+        EXPECT_EQ(read(hive + u"\\K"), u"(as before)") << "no keys can be opened in it";
 }
 
 TEST(ShellResolution, TheShellIsTheOneInTheFirstActiveSession) {
