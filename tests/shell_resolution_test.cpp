@@ -49,6 +49,7 @@ TEST(ShellResolution, TakesTheShellOfTheAccountThenOfTheMachineThenTheUsual) {
         EXPECT_EQ(GetShellPath(), row.path);
         EXPECT_EQ(machine.CountCalls("RegOpenKeyExW"),
                   row.ofUser.empty() || row.ofUser.size() >= 260 ? 2U : 1U);
+        EXPECT_EQ(FindNumbers(machine, "RegQueryValueExW"), std::vector<std::uint64_t>{522});
         ExpectNothingOpen(machine);
     }
 }
@@ -104,6 +105,8 @@ TEST(ShellResolution, TheShellIsTheOneInTheFirstActiveSession) {
         {"OtherFolder", {{1, true}}, {{4, 1, u"S-1-5-9", u"C:\\explorer.exe"}}, "none", 0},
         {"NoProcess", {{1, true}}, {}, "none", 0},
         {"SessionUnread", {{0, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "ProcessIdToSessionId", 4},
+        {"NoModule", {{1, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "GetModuleHandleW", 0},
+        {"NoPicture", {{1, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "CreateToolhelp32Snapshot", 0},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
