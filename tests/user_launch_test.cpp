@@ -117,6 +117,8 @@ TEST(UserLaunch, ALineThatDoesNotFitIsGivenUpBeforeTheShellIsOpened) {
     EXPECT_FALSE(Launch(machine, start + std::u16string(260 - start.size(), u'x')));
     EXPECT_EQ(machine.CountCalls("OpenProcess"), opened + 2) << "by the search alone";
     EXPECT_EQ(machine.CountCalls("OpenProcessToken"), 1U);
+    machine.windowsDirectory = std::u16string(250, u'w');
+    EXPECT_FALSE(Launch(machine)) << "the shell's path does not fit either";
 }
 
 TEST(UserLaunch, OnlyLocalSystemIsTheSystemContext) {
