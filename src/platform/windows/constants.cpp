@@ -94,7 +94,10 @@ SALTROVE_FOR_EACH_CONSTANT(SALTROVE_RENAME)
 #include <tlhelp32.h>
 #include <wtsapi32.h>
 
+#include <clocale>
+
 // Pasted with nothing, since clang-tidy minds how Windows spells a literal only in an argument.
 #define SALTROVE_HOLD(name, ...)                                                                   \
     static_assert(platform::Our##name == std::int64_t{name##__VA_ARGS__});
 SALTROVE_FOR_EACH_CONSTANT(SALTROVE_HOLD)
+static_assert(platform::CTYPE_CATEGORY == LC_CTYPE);
