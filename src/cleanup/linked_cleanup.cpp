@@ -191,6 +191,7 @@ LinkedPhase RunLinkedPhase(const std::u16string& productCode, const std::u16stri
 
     WriteRunLog(u"");
     WriteRunLog(u"Evaluating " + FormatDecimal(std::ssize(patches)) + u" patches...");
+    phase.patches.reserve(patches.size());
     for (PatchRecord& patch : patches)
         phase.patches.push_back(EvaluatePatch(std::move(patch), phase.plan.boundaries, simulate));
     phase.patchesCleaned =

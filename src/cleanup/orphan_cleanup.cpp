@@ -27,7 +27,7 @@ LinkedList ListLinkedPackages(const NativeLocale& locale) {
     LinkedList list;
     const auto visit = [&](const EnumeratedPatch& patch) {
         if (const auto path = GetLocalPackage(patch.patchCode, patch.targetProductCode)) {
-            list.packages.try_emplace(LowerCaseCopy(*path, locale), patch);
+            list.packages.try_emplace(LowerCaseCopy(*path, locale), list.patches.size());
             list.patches.push_back({patch, *path});
         } else {
             list.gaps.withoutPath.push_back(patch);
@@ -43,16 +43,17 @@ bool IsFolder(platform::DWORD attributes) {
 }
 
 /// Tells what an entry is and why. An orphan is still to be removed.
-CacheEntry InspectEntry(const platform::WIN32_FIND_DATAW& found,
-                        const LinkedPackages& linkedPackages, const NativeLocale& locale) {
+CacheEntry InspectEntry(const platform::WIN32_FIND_DATAW& found, const LinkedList& linked,
+                        const NativeLocale& locale) {
     CacheEntry entry;
     entry.fileName = platform::ReadBuffer(found.cFileName);
     const std::u16string path = std::u16string(kInstallerCache) + entry.fileName;
     const std::u16string lowerCasePath = LowerCaseCopy(path, locale);
-    if (!MayBeOrphan(found.dwFileAttributes, lowerCasePath, linkedPackages)) {
+    if (!MayBeOrphan(found.dwFileAttributes, lowerCasePath, linked.packages)) {
         entry.kind = IsFolder(found.dwFileAttributes) ? EntryKind::Folder : EntryKind::Linked;
-        if (const auto link = linkedPackages.find(lowerCasePath); link != linkedPackages.end())
-            entry.link = link->second;
+        const auto link = linked.packages.find(lowerCasePath);
+        if (link != linked.packages.end())
+            entry.link = linked.patches[link->second].patch;
         return entry;
     }
     entry.description = GetDescriptionFromMsp(path, &entry.failure);
@@ -112,7 +113,7 @@ OrphanPhase RunOrphanPhase(bool simulate) {
     if (!search)
         return phase;
     do {
-        CacheEntry entry = InspectEntry(found, phase.linked.packages, locale);
+        CacheEntry entry = InspectEntry(found, phase.linked, locale);
         if (IsOrphan(entry))
             RemoveOrphan(entry, simulate);
         phase.entries.push_back(std::move(entry));

@@ -5,6 +5,7 @@
 #include "inventory/package_metadata.h"
 #include "platform/types.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -17,9 +18,9 @@
 /// whichever product of it that is.
 namespace saltrove {
 
-/// The packages that products on the machine link to: by the path in lower case the patch, of
-/// several the first, that has its package there.
-using LinkedPackages = std::unordered_map<std::u16string, EnumeratedPatch>;
+/// The packages that products on the machine link to: by the path in lower case the place, in the
+/// list of patches, of the one that has its package there, of several the first.
+using LinkedPackages = std::unordered_map<std::u16string, std::size_t>;
 
 /// A patch of some product, and the path of its package in the spelling of Windows Installer.
 struct LinkedPatch {
