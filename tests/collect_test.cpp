@@ -163,7 +163,7 @@ TEST_F(Collect, TakesNothingThatNoRunAsksFor) {
     for (const char16_t* path :
          {u"C:\\Windows\\Installer\\SECRET.msi", u"C:\\Windows\\Temp\\SECRET.txt"})
         machine.drive.AddFile(path, "SECRET");
-    machine.drive.Find(kCache + u"1.msp")->bytes += "SECRET";
+    machine.drive.FindToChange(kCache + u"1.msp")->bytes += "SECRET";
     EXPECT_EQ(CollectFrom(machine), kExitComplete) << err_;
     std::string all = ReadAll(target_);
     EXPECT_EQ(all.find("SECRET"), std::string::npos);

@@ -135,10 +135,11 @@ TEST_P(ExplainedImages, TellWhatBecameOfEachPackage) {
     for (const std::u16string& path : SearchCache(before))
         EXPECT_EQ(rows[platform::simulated::FoldCase(path)], basis == "nothing" ? 0 : 1)
             << EncodeUtf8(path);
-    for (const auto& [key, entry] : before.drive.GetNodes())
-        EXPECT_TRUE(after.drive.GetNodes().Find(entry.path) != nullptr ||
-                    removed.contains(LocateFile(entry.path)))
-            << EncodeUtf8(entry.path);
+    before.drive.GetNodes().Walk([&](const std::u16string& path, const auto& /*node*/) {
+        EXPECT_TRUE(after.drive.GetNodes().Find(path) != nullptr ||
+                    removed.contains(LocateFile(path)))
+            << EncodeUtf8(path);
+    });
     // What a simulation tells is what the run comes to, but for packages that then cannot go.
     if (basis == "simulation") {
         const auto real = ExplainImage(

@@ -25,7 +25,7 @@ Machine MakeMixedMachine() {
     Package foreign = MakePackage({{"Description", "Another"}});
     machine.drive.AddFile(kCache + u"a.msp", "no package");
     machine.drive.AddDirectory(kCache + u"b.msp");
-    machine.drive.Find(kCache + u"b.msp")->isReadOnly = true;  // a folder with more bits
+    machine.drive.FindToChange(kCache + u"b.msp")->isReadOnly = true;  // a folder with more bits
     AddPatch(machine, 3, {2, u"", u"", u"c.msp"});
     machine.registry.SetText(GetPackageKey(3), u"LocalPackage", u"C:\\WINDOWS\\Installer\\C.MSP");
     AddPatch(machine, 4, {1, u"", u"", u"c.msp"});

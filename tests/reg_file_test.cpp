@@ -134,16 +134,13 @@ TEST(RegFile, WhatIsWrittenReadsAgainTheSame) {
     const std::string bytes = FormatRegFile(registry);
     const Registry again = Read(bytes);
     EXPECT_EQ(FormatRegFile(again), bytes);
-    auto key = again.GetKeys().begin();
-    for (const auto& [folded, entry] : registry.GetKeys()) {
-        ASSERT_EQ(key->second.path, entry.path) << "in the order of the tree";
-        for (const auto& [name, value] : entry.content) {
-            ASSERT_NE(again.FindValue(entry.path, value.name), nullptr);
-            EXPECT_EQ(again.FindValue(entry.path, value.name)->type, value.type);
-            EXPECT_EQ(again.FindValue(entry.path, value.name)->data, value.data);
+    registry.GetKeys().Walk([&](const std::u16string& path, const auto& values) {
+        for (const auto& [name, value] : values) {
+            ASSERT_NE(again.FindValue(path, value.name), nullptr);
+            EXPECT_EQ(again.FindValue(path, value.name)->type, value.type);
+            EXPECT_EQ(again.FindValue(path, value.name)->data, value.data);
         }
-        ++key;
-    }
+    });
     std::u16string text(bytes.size() / 2, u'\0');
     std::copy(bytes.begin(), bytes.end(), reinterpret_cast<char*>(text.data()));
     EXPECT_TRUE(text.starts_with(u"\uFEFFWindows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL"));

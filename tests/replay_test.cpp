@@ -127,12 +127,11 @@ TEST_P(Images, ReplayAsExpectedAndStayAsTheyAre) {
 std::string ListFiles(const fs::path& folder) {
     std::string text;
     const test::Machine machine = image::ReadImage(folder).machine;
-    for (const auto& [key, entry] : machine.drive.GetNodes()) {
-        if (entry.path != test::kLog)
-            text += platform::simulated::EncodeUtf8(entry.path) + " " +
-                    std::to_string(GetAttributes(entry.content)) + " " +
-                    std::to_string(entry.content.size) + "\n";
-    }
+    machine.drive.GetNodes().Walk([&](const std::u16string& path, const auto& node) {
+        if (path != test::kLog)
+            text += platform::simulated::EncodeUtf8(path) + " " +
+                    std::to_string(GetAttributes(node)) + " " + std::to_string(node.size) + "\n";
+    });
     return text;
 }
 

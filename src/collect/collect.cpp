@@ -66,15 +66,15 @@ struct PackageCount {
 
 PackageCount CountPackages(const Machine& machine) {
     PackageCount count;
-    for (const auto& [key, entry] : machine.drive.GetNodes()) {
-        const auto& reading = entry.content.reading;
-        if (!reading)
-            continue;
+    using platform::simulated::FileNode;
+    machine.drive.GetNodes().Walk([&](const std::u16string& /*path*/, const FileNode& node) {
+        if (!node.reading)
+            return;
         ++count.packages;
-        count.bytes += entry.content.size;
-        if (reading->failedStep == platform::simulated::PackageReading::Step::None)
+        count.bytes += node.size;
+        if (node.reading->failedStep == platform::simulated::PackageReading::Step::None)
             ++count.read;
-    }
+    });
     return count;
 }
 

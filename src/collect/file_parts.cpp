@@ -124,7 +124,7 @@ std::vector<std::u16string> ListLinkedPaths(const platform::simulated::Registry&
                                    u"\\Patches";
     std::vector<std::u16string> paths;
     for (const auto* key : registry.GetKeys().GetChildren(patches)) {
-        const auto* value = registry.FindValue(key->path, u"LocalPackage");
+        const auto* value = registry.FindValue(patches + u"\\" + key->name, u"LocalPackage");
         if (value == nullptr || value->type != platform::REG_SZ)
             continue;
         std::u16string path = platform::simulated::GetText(value->data);

@@ -79,7 +79,7 @@ FileNode DescribeFile(const fs::directory_entry& entry) {
     FileNode node;
     node.isDirectory = false;
     node.size = entry.file_size();
-    node.hostFile = entry.path();
+    node.hostFile = entry.path().native();
     node.isReadOnly = (entry.status().permissions() & fs::perms::owner_write) == fs::perms::none;
     return node;
 }
@@ -153,18 +153,17 @@ fs::path MakeHostPath(const fs::path& target, std::u16string_view path) {
 }
 
 void WriteDrive(const Drive& drive, const fs::path& target) {
-    for (const auto& [key, entry] : drive.GetNodes()) {
-        const FileNode& node = entry.content;
-        const fs::path path = MakeHostPath(target, entry.path);
+    drive.GetNodes().Walk([&](const std::u16string& drivePath, const FileNode& node) {
+        const fs::path path = MakeHostPath(target, drivePath);
         if (node.reading)
-            continue;
+            return;
         if (node.isDirectory)
             fs::create_directory(path);
         else if (!node.hostFile.empty())
             fs::copy_file(node.hostFile, path);
         else
             WriteBytes(path, node.bytes);
-    }
+    });
 }
 
 /// Writes the bytes of a file as the reader gives them; false, and no file, if it does not.
@@ -185,22 +184,23 @@ bool WriteContent(const std::u16string& path, const ContentReader& reader,
 
 /// Writes the packages whose bytes the reader can give, which then are packages like any other.
 void WritePackages(Drive& drive, const ContentReader& reader, const fs::path& target) {
-    for (const auto& [key, entry] : drive.GetNodes()) {
+    const Drive::Nodes nodes = drive.GetNodes();
+    nodes.Walk([&](const std::u16string& path, const FileNode& node) {
         // The host's file could not have a name that UTF-8 cannot hold.
-        if (entry.content.reading && DecodeUtf8(EncodeUtf8(entry.path)) == entry.path &&
-            WriteContent(entry.path, reader, MakeHostPath(target, entry.path)))
-            drive.Find(entry.path)->reading.reset();
-    }
+        if (node.reading && DecodeUtf8(EncodeUtf8(path)) == path &&
+            WriteContent(path, reader, MakeHostPath(target, path)))
+            drive.FindToChange(path)->reading.reset();
+    });
 }
 
 /// Makes the files read-only that are so on the drive. Behind all that may fail, since such a file
 /// could not be taken away everywhere.
 void ProtectFiles(const Drive& drive, const fs::path& target) {
-    for (const auto& [key, entry] : drive.GetNodes()) {
-        if (entry.content.isReadOnly && !entry.content.reading)
-            fs::permissions(MakeHostPath(target, entry.path), fs::perms::owner_write,
+    drive.GetNodes().Walk([&](const std::u16string& path, const FileNode& node) {
+        if (node.isReadOnly && !node.reading)
+            fs::permissions(MakeHostPath(target, path), fs::perms::owner_write,
                             fs::perm_options::remove);
-    }
+    });
 }
 
 std::string FormatArguments(const std::vector<std::u16string>& arguments) {

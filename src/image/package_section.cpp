@@ -153,14 +153,13 @@ void AddPackage(const PackageSection& section, Drive& drive) {
 
 std::string FormatPackages(const Drive& drive) {
     std::string text;
-    for (const auto& [key, entry] : drive.GetNodes()) {
-        const FileNode& node = entry.content;
+    drive.GetNodes().Walk([&](const std::u16string& path, const FileNode& node) {
         if (node.reading)
-            text += "\n[package]\npath = " + FormatPath(entry.path) +
+            text += "\n[package]\npath = " + FormatPath(path) +
                     "\nsize = " + std::to_string(node.size) +
                     "\nattributes = " + FormatHex(platform::simulated::GetAttributes(node)) + "\n" +
                     FormatReading(*node.reading) + "\n";
-    }
+    });
     return text;
 }
 

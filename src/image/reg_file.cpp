@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 namespace image {
 
@@ -21,6 +22,7 @@ using platform::simulated::GetCharacters;
 using platform::simulated::MakeCanonicalKeyPath;
 using platform::simulated::Registry;
 using platform::simulated::RegistryValue;
+using platform::simulated::RegistryValues;
 using platform::simulated::ValueData;
 
 constexpr std::u16string_view kHeader = u"Windows Registry Editor Version 5.00";
@@ -321,9 +323,9 @@ std::u16string WrapHexLine(std::u16string_view line) {
 
 }  // namespace
 
-void ReadRegFile(const std::string& file, std::string_view bytes, std::u16string_view account,
+void ReadRegFile(const std::string& file, std::string bytes, std::u16string_view account,
                  Registry& registry) {
-    const std::u16string text = DecodeWindowsText(file, bytes);
+    const std::u16string text = DecodeWindowsText(file, std::exchange(bytes, {}));
     RegReader(file, text).Read(account, registry);
 }
 
@@ -347,16 +349,16 @@ std::u16string FormatRegData(const RegistryValue& value) {
 
 std::string FormatRegFile(const Registry& registry) {
     std::u16string text = u"\uFEFF" + std::u16string(kHeader) + u"\r\n";
-    for (const auto& [key, entry] : registry.GetKeys()) {
-        text += u"\r\n[" + entry.path + u"]\r\n";
-        for (const auto& [foldedName, value] : entry.content) {
+    registry.GetKeys().Walk([&](const std::u16string& path, const RegistryValues& values) {
+        text += u"\r\n[" + path + u"]\r\n";
+        for (const auto& [foldedName, value] : values) {
             const std::u16string name = value.name.empty() ? u"@" : Quote(value.name);
             const std::u16string data = FormatRegData(value);
             std::u16string line = name;
             line.append(u"=").append(data);
             text.append(data.starts_with(u"hex") ? WrapHexLine(line) : line).append(u"\r\n");
         }
-    }
+    });
     std::string bytes(text.size() * sizeof(char16_t), '\0');
     std::memcpy(bytes.data(), text.data(), bytes.size());
     return bytes;

@@ -7,33 +7,33 @@ namespace replay {
 namespace {
 
 using platform::simulated::Drive;
+using platform::simulated::FileNode;
 using platform::simulated::Machine;
 using platform::simulated::PendingRename;
 using platform::simulated::ReadPendingRenames;
 using platform::simulated::Registry;
 using platform::simulated::RegistryValue;
+using platform::simulated::RegistryValues;
 
-std::optional<RegistryValue> FindValueAt(const Registry& registry, const std::u16string& keyPath,
-                                         const std::u16string& name) {
-    const RegistryValue* value = registry.FindValue(keyPath, name);
-    return value == nullptr ? std::nullopt : std::optional(*value);
-}
-
-bool IsSame(const RegistryValue& a, const std::optional<RegistryValue>& b) {
-    return b && a.type == b->type && a.data == b->data;
+bool IsSame(const RegistryValue& a, const RegistryValue* b) {
+    return b != nullptr && a.type == b->type && a.data == b->data;
 }
 
 void CompareValues(const Registry& before, const Registry& after, Changes& changes) {
-    for (const auto& [key, entry] : after.GetKeys()) {
-        if (!before.HasKey(entry.path))
-            changes.newKeys.push_back(entry.path);
-        for (const auto& [foldedName, value] : entry.content) {
-            std::optional<RegistryValue> old = FindValueAt(before, entry.path, value.name);
-            if (!IsSame(value, old) &&
-                !platform::simulated::IsPendingRenamesValue(entry.path, value.name))
-                changes.values.push_back({entry.path, value.name, std::move(old), value});
+    after.GetKeys().Walk([&](const std::u16string& path, const RegistryValues& values) {
+        if (!before.HasKey(path))
+            changes.newKeys.push_back(path);
+        for (const auto& [foldedName, value] : values) {
+            const RegistryValue* oldValue = before.FindValue(path, value.name);
+            if (IsSame(value, oldValue) ||
+                platform::simulated::IsPendingRenamesValue(path, value.name))
+                continue;
+            ValueChange& change = changes.values.emplace_back();
+            change = {path, value.name, std::nullopt, value};
+            if (oldValue != nullptr)
+                change.before = *oldValue;
         }
-    }
+    });
 }
 
 }  // namespace
@@ -42,10 +42,10 @@ Changes CompareMachines(const Registry& registryBefore, const Drive& driveBefore
                         const Machine& after) {
     Changes changes;
     CompareValues(registryBefore, after.registry, changes);
-    for (const auto& [key, entry] : driveBefore.GetNodes()) {
-        if (!entry.content.isDirectory && after.drive.GetNodes().Find(entry.path) == nullptr)
-            changes.removedFiles.push_back({entry.path, entry.content.size});
-    }
+    driveBefore.GetNodes().Walk([&](const std::u16string& path, const FileNode& node) {
+        if (!node.isDirectory && after.drive.GetNodes().Find(path) == nullptr)
+            changes.removedFiles.push_back({path, node.size});
+    });
     const std::size_t oldRenames = ReadPendingRenames(registryBefore).size();
     const std::vector<PendingRename> renames = ReadPendingRenames(after.registry);
     for (std::size_t i = oldRenames; i < renames.size(); ++i)

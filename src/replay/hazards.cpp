@@ -107,16 +107,14 @@ struct Registration {
 /// The packages of the patches in the registry, of every account, by their places.
 std::multimap<std::u16string, Registration> FindRegistrations(const Registry& registry) {
     std::multimap<std::u16string, Registration> registrations;
-    const std::u16string_view userData = platform::simulated::kUserDataKey;
-    for (const Registry::Keys::Entry* account : registry.GetKeys().GetChildren(userData)) {
-        for (const Registry::Keys::Entry* patch :
-             registry.GetKeys().GetChildren(account->path + u"\\Patches")) {
-            const auto* value = registry.FindValue(patch->path, u"LocalPackage");
+    const std::u16string userData = std::u16string(platform::simulated::kUserDataKey) + u"\\";
+    for (const auto* account : registry.GetKeys().GetChildren(platform::simulated::kUserDataKey)) {
+        const std::u16string patches = userData + account->name + u"\\Patches";
+        for (const auto* patch : registry.GetKeys().GetChildren(patches)) {
+            const auto* value = registry.FindValue(patches + u"\\" + patch->name, u"LocalPackage");
             if (value != nullptr && value->type == platform::REG_SZ)
-                registrations.emplace(
-                    LocateFile(platform::simulated::GetText(value->data)),
-                    Registration{account->path.substr(userData.size() + 1),
-                                 std::u16string(platform::GetFileName(patch->path))});
+                registrations.emplace(LocateFile(platform::simulated::GetText(value->data)),
+                                      Registration{account->name, patch->name});
         }
     }
     return registrations;
@@ -408,16 +406,15 @@ Findings FindOtherWindowsFolders(const HazardSources& sources) {
         findings.emplace_back(windows, u"The Windows folder is " + windows +
                                            u": the cache that is looked at is " +
                                            std::u16string(saltrove::kInstallerCache) + u".");
-    const auto& nodes = sources.before.drive.GetNodes();
     std::set<std::u16string> caches;
-    for (const auto& [key, entry] : nodes) {
-        const std::u16string_view name = platform::GetFileName(entry.path);
-        const std::u16string folder = entry.path.substr(0, entry.path.size() - name.size() - 1);
-        if (FoldCase(entry.path).ends_with(u".MSP") && FoldCase(folder).ends_with(u"\\INSTALLER") &&
+    sources.before.drive.GetNodes().Walk([&](const std::u16string& path, const auto& /*node*/) {
+        const std::u16string_view name = platform::GetFileName(path);
+        const std::u16string folder = path.substr(0, path.size() - name.size() - 1);
+        if (FoldCase(path).ends_with(u".MSP") && FoldCase(folder).ends_with(u"\\INSTALLER") &&
             LocateFile(folder) != place &&
             LocateFile(folder) != LocateFile(windows + u"\\Installer"))
             caches.insert(folder);
-    }
+    });
     for (const std::u16string& cache : caches)
         findings.emplace_back(cache, cache + u" holds packages as well: only " +
                                          std::u16string(saltrove::kInstallerCache) +

@@ -46,7 +46,7 @@ std::string ReadFile(const std::u16string& path) {
 }
 
 void SetReadOnly(const std::u16string& path, bool isReadOnly) {
-    Drive().Find(path)->isReadOnly = isReadOnly;
+    Drive().FindToChange(path)->isReadOnly = isReadOnly;
 }
 
 }  // namespace contract

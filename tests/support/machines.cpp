@@ -83,8 +83,9 @@ void DropPackageBytes(Machine& machine) {
     const MachineScope scope(machine);
     for (const auto* entry : machine.drive.GetNodes().GetChildren(u"C:\\Windows\\Installer")) {
         const std::size_t undecoded = machine.undecodedPackages.size();
-        platform::simulated::FileNode& node = *machine.drive.Find(entry->path);
-        const auto reading = collect::ReadPackage(entry->path);
+        const std::u16string path = kCache + entry->name;
+        platform::simulated::FileNode& node = *machine.drive.FindToChange(path);
+        const auto reading = collect::ReadPackage(path);
         if (node.isDirectory || machine.undecodedPackages.size() > undecoded)
             continue;
         node.hostFile.clear();
@@ -177,8 +178,7 @@ std::string ReadStoreText(const Machine& machine) {
 std::string ReadCacheText(const Machine& machine) {
     std::string text;
     for (const auto* entry : machine.drive.GetNodes().GetChildren(u"C:\\Windows\\Installer"))
-        text += (text.empty() ? "" : " ") +
-                platform::simulated::EncodeUtf8(entry->path.substr(kCache.size()));
+        text += (text.empty() ? "" : " ") + platform::simulated::EncodeUtf8(entry->name);
     return text;
 }
 

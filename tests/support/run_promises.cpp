@@ -74,15 +74,15 @@ bool MayTouch(const Machine& before, const std::u16string& place) {
     const std::u16string name(platform::GetFileName(place));
     if (place == cache + name && name.find(u".MSP") != std::u16string::npos)
         return true;
-    for (const auto& [key, entry] : before.registry.GetKeys()) {
-        const auto path = entry.content.find(u"LOCALPACKAGE");
-        if (path == entry.content.end())
-            continue;
+    bool isNamed = false;
+    before.registry.GetKeys().Walk([&](const std::u16string& /*path*/, const auto& values) {
+        const auto path = values.find(u"LOCALPACKAGE");
+        if (path == values.end())
+            return;
         const std::u16string text = platform::simulated::GetText(path->second.data);
-        if (FoldCase(text).starts_with(cache) && LocateFile(text) == place)
-            return true;
-    }
-    return false;
+        isNamed |= FoldCase(text).starts_with(cache) && LocateFile(text) == place;
+    });
+    return isNamed;
 }
 
 bool IsLog(std::u16string_view path) {
@@ -90,12 +90,12 @@ bool IsLog(std::u16string_view path) {
 }
 
 void CheckDrive(const Machine& before, const FinishedRun& run, Findings& findings) {
-    for (const auto& [key, entry] : run.after.drive.GetNodes()) {
-        const auto* old = before.drive.GetNodes().Find(entry.path);
-        const bool isSame = old != nullptr && old->content.bytes == entry.content.bytes &&
-                            old->content.isDirectory == entry.content.isDirectory;
-        findings.Expect(isSame || IsLog(entry.path), "no file is made or written", entry.path);
-    }
+    run.after.drive.GetNodes().Walk([&](const std::u16string& path, const auto& node) {
+        const auto* old = before.drive.GetNodes().Find(path);
+        const bool isSame = old != nullptr && old->content.bytes == node.bytes &&
+                            old->content.isDirectory == node.isDirectory;
+        findings.Expect(isSame || IsLog(path), "no file is made or written", path);
+    });
     for (const auto* places : {&run.deleted, &run.marked}) {
         for (const std::u16string& place : *places) {
             const bool isAsked =
@@ -152,7 +152,7 @@ void CheckExplanation(const Machine& before, const FinishedRun& run, Findings& f
     if (told.basis == replay::Basis::Nothing || !run.isSearchWhole)
         return;
     for (const auto* entry : before.drive.GetNodes().GetChildren(u"C:\\Windows\\Installer")) {
-        const std::u16string place = FoldCase(entry->path);
+        const std::u16string place = FoldCase(saltrove::kInstallerCache) + FoldCase(entry->name);
         if (place.ends_with(u".MSP"))
             findings.Expect(rows.contains(place), "an explanation tells of every package", place);
     }

@@ -29,7 +29,7 @@ FileNode* OpenForAppending(Machine& machine, std::u16string_view path) {
     const auto resolved = simulated::ResolvePath(path);
     if (!resolved)
         return nullptr;
-    if (FileNode* node = machine.drive.Find(*resolved)) {
+    if (FileNode* node = machine.drive.FindToChange(*resolved)) {
         if (node->isDirectory || node->isReadOnly || node->reading)
             return nullptr;
         node->bytes = simulated::ReadContent(*node);
@@ -44,7 +44,7 @@ FileNode* OpenForAppending(Machine& machine, std::u16string_view path) {
 
 /// Moves what the stream holds to the end of its file; whether the file took it.
 bool WriteOut(Machine& machine, OpenStream& stream) {
-    FileNode* node = machine.drive.Find(stream.path);
+    FileNode* node = machine.drive.FindToChange(stream.path);
     if (node == nullptr)
         return false;
     node->bytes += stream.held;

@@ -205,7 +205,7 @@ LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DW
     if (index == 0) {
         opened.subKeys.clear();
         for (const auto* child : machine.registry.GetKeys().GetChildren(opened.path))
-            opened.subKeys.emplace_back(GetFileName(child->path));
+            opened.subKeys.push_back(child->name);
     }
     if (index >= opened.subKeys.size())
         return ToStatus(ERROR_NO_MORE_ITEMS);

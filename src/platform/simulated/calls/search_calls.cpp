@@ -78,11 +78,11 @@ HANDLE FindFirstFileW(const char16_t* pattern, WIN32_FIND_DATAW* entry) {
     const std::u16string foldedPattern = FoldCase(namePattern);
     OpenSearch search;
     for (const auto* child : machine.drive.GetNodes().GetChildren(*folder)) {
-        const std::u16string_view name = GetFileName(child->path);
+        const std::u16string& name = child->name;
         const std::u16string shortName = simulated::MakeShortName(name);
         if (Fits(FoldCase(name), foldedPattern) ||
             (!shortName.empty() && Fits(FoldCase(shortName), foldedPattern)))
-            search.paths.push_back(child->path);
+            search.paths.push_back(*folder + u"\\" + name);
     }
     if (!Deliver(machine, search, *entry)) {
         machine.lastError = ERROR_FILE_NOT_FOUND;

@@ -27,8 +27,9 @@ const FileNode* Drive::Find(std::u16string_view path) const {
     return entry == nullptr ? nullptr : &entry->content;
 }
 
-FileNode* Drive::Find(std::u16string_view path) {
-    return const_cast<FileNode*>(std::as_const(*this).Find(path));
+FileNode* Drive::FindToChange(std::u16string_view path) {
+    const std::optional<std::u16string> resolved = ResolvePath(path);
+    return resolved ? nodes_.FindToChange(*resolved) : nullptr;
 }
 
 const FileNode* Drive::FindParent(std::u16string_view path) const {
@@ -45,7 +46,7 @@ void Drive::AddDirectory(std::u16string_view path) {
 }
 
 FileNode& Drive::AddFile(std::u16string_view path, std::string bytes) {
-    FileNode& node = nodes_.Insert(path).content;
+    FileNode& node = nodes_.Insert(path);
     node = FileNode();
     node.isDirectory = false;
     node.size = bytes.size();

@@ -27,7 +27,7 @@ struct FileNode {
     bool isReadOnly = false;
     std::uint32_t otherAttributes = 0x20;  ///< of a file: its other attribute bits; "archive"
     std::uintmax_t size = 0;
-    std::filesystem::path hostFile;  ///< empty if the content is in `bytes`
+    std::filesystem::path::string_type hostFile;  ///< its path; empty if the content is in `bytes`
     std::string bytes;
     std::optional<PackageReading> reading;
 };
@@ -42,7 +42,8 @@ class Drive {
     /// The node at an absolute path such as `C:\Windows`, in the forms that Windows takes: slashes
     /// for backslashes, "." and "..", blanks and dots at the end of a name. Null if there is none.
     [[nodiscard]] const FileNode* Find(std::u16string_view path) const;
-    [[nodiscard]] FileNode* Find(std::u16string_view path);
+    /// The same node, to be changed.
+    [[nodiscard]] FileNode* FindToChange(std::u16string_view path);
     /// The node of the directory in which a path lies, whether or not there is something at the
     /// path.
     [[nodiscard]] const FileNode* FindParent(std::u16string_view path) const;

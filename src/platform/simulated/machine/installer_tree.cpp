@@ -119,9 +119,10 @@ InstallerTree::Product InstallerTree::ReadProduct(const Registry& registry,
     const std::u16string patchesKey = BuildPatchKeyPath(packedProduct, u"");
     const std::u16string_view parent(patchesKey.data(), patchesKey.size() - 1);
     for (const Registry::Keys::Entry* key : registry.GetKeys().GetChildren(parent)) {
-        const std::u16string code = key->path.substr(patchesKey.size());
-        const auto state = ReadState(registry, packedProduct, code);
-        if (IsPackedCode(code) && !listed.contains(FoldCase(code)) && state)
+        const std::u16string& code = key->name;
+        if (!IsPackedCode(code) || listed.contains(FoldCase(code)))
+            continue;
+        if (const auto state = ReadState(registry, packedProduct, code))
             product.patches.push_back({code, *state});
     }
     return product;
@@ -131,10 +132,15 @@ void InstallerTree::Refresh(const Registry& registry) {
     if (generation_ == registry.GetGeneration())
         return;
     generation_ = registry.GetGeneration();
+    const Registry::Keys& keys = registry.GetKeys();
+    const bool isKnown = keys.SharesFolder(seen_, kProducts) && keys.SharesFolder(seen_, kUserData);
+    seen_ = keys;
+    if (isKnown)
+        return;
     products_.clear();
     lists_.clear();
-    for (const Registry::Keys::Entry* key : registry.GetKeys().GetChildren(kProducts)) {
-        const std::u16string packed = FoldCase(key->path.substr(kProducts.size() + 1));
+    for (const Registry::Keys::Entry* key : keys.GetChildren(kProducts)) {
+        const std::u16string packed = FoldCase(key->name);
         if (IsPackedCode(packed))
             products_[packed] = ReadProduct(registry, packed);
     }
@@ -188,7 +194,7 @@ std::optional<std::u16string> FindProduct(const Registry& registry,
         return std::nullopt;
     for (const std::u16string& products : {kProducts, kUserData + u"\\Products"}) {
         if (const auto* key = registry.GetKeys().Find(products + u"\\" + Pack(productCode)))
-            return Unpack(std::u16string_view(key->path).substr(products.size() + 1));
+            return Unpack(key->name);
     }
     return std::nullopt;
 }

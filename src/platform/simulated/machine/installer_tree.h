@@ -20,8 +20,8 @@ inline constexpr std::u16string_view kMachineAccount = u"S-1-5-18";
 
 /// What Windows Installer knows of products and patches, read out of its registry tree.
 ///
-/// Keeps what it has worked out until the registry changes, so that walking a list by index costs
-/// one step an item. Codes are GUIDs in brace form, in any letter case.
+/// Keeps what it has worked out until the registry changes in these places, so that walking a list
+/// by index costs one step an item. Codes are GUIDs in brace form, in any letter case.
 class InstallerTree {
   public:
     struct Delivery {
@@ -63,6 +63,7 @@ class InstallerTree {
     static Product ReadProduct(const Registry& registry, const std::u16string& packedProduct);
 
     std::optional<std::uint64_t> generation_;
+    Registry::Keys seen_;  ///< as they were when all else here was worked out, or are since
     std::map<std::u16string, Product> products_;  ///< by packed code, in one letter case
     std::map<std::pair<std::u16string, DWORD>, List> lists_;
 };

@@ -67,7 +67,7 @@ const RegistryValue* Registry::FindValue(std::u16string_view path, std::u16strin
 
 void Registry::SetValue(std::u16string_view path, std::u16string_view name, DWORD type,
                         ValueData data) {
-    RegistryValues& values = keys_.Insert(path).content;
+    RegistryValues& values = keys_.Insert(path);
     const auto [place, isNew] = values.try_emplace(FoldCase(name));
     RegistryValue& value = place->second;
     if (isNew)
@@ -91,7 +91,7 @@ void Registry::SetDword(std::u16string_view path, std::u16string_view name, DWOR
 
 void Registry::ReplaceEnd(std::u16string_view path, std::u16string_view name, std::size_t dropped,
                           const ValueData& more) {
-    ValueData& data = keys_.Find(path)->content.at(FoldCase(name)).data;
+    ValueData& data = keys_.FindToChange(path)->at(FoldCase(name)).data;
     data.erase(data.end() - static_cast<std::ptrdiff_t>(std::min(dropped, data.size())),
                data.end());
     data.insert(data.end(), more.begin(), more.end());
@@ -99,8 +99,8 @@ void Registry::ReplaceEnd(std::u16string_view path, std::u16string_view name, st
 }
 
 void Registry::RemoveValue(std::u16string_view path, std::u16string_view name) {
-    if (Keys::Entry* key = keys_.Find(path))
-        key->content.erase(FoldCase(name));
+    if (RegistryValues* values = keys_.FindToChange(path))
+        values->erase(FoldCase(name));
     generation_ = TakeGeneration();
 }
 
@@ -123,6 +123,7 @@ std::optional<std::u16string> MakeCanonicalKeyPath(std::u16string_view path,
 
 ValueData MakeTextData(std::u16string_view text) {
     ValueData data;
+    data.reserve((text.size() + 1) * sizeof(char16_t));
     for (const char16_t character : text)
         AppendCharacter(data, character);
     AppendCharacter(data, u'\0');
@@ -131,6 +132,7 @@ ValueData MakeTextData(std::u16string_view text) {
 
 std::u16string GetCharacters(const ValueData& data) {
     std::u16string characters;
+    characters.reserve(data.size() / sizeof(char16_t));
     for (std::size_t i = 1; i < data.size(); i += 2)
         characters.push_back(static_cast<char16_t>(data[i] << 8U | data[i - 1]));
     return characters;
