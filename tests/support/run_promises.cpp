@@ -136,6 +136,9 @@ void CheckExplanation(const Machine& before, const FinishedRun& run, Findings& f
     Places rows;
     for (const replay::PackageRow& row : told.rows) {
         rows.insert(row.place);
+        const auto* node = before.drive.Find(row.place);
+        findings.Expect(node == nullptr || node->isDirectory || row.size == node->size,
+                        "an explanation tells the size", row.path);
         if (row.verdict == Verdict::Deleted)
             deleted.insert(row.place);
         if (row.verdict == Verdict::AtRestart)
@@ -149,6 +152,7 @@ void CheckExplanation(const Machine& before, const FinishedRun& run, Findings& f
                       [&](const std::u16string& place) { return run.deleted.contains(place); });
         findings.ExpectSame(marked, waiting, "an explanation tells what goes at the restart");
     }
+    findings.Expect(told.basis != replay::Basis::Nothing || rows.empty(), "nothing is told of");
     if (told.basis == replay::Basis::Nothing || !run.isSearchWhole)
         return;
     for (const auto* entry : before.drive.GetNodes().GetChildren(u"C:\\Windows\\Installer")) {
