@@ -1,0 +1,232 @@
+#include "cleanup/linked_cleanup.h"
+#include "cleanup/orphan_cleanup.h"
+#include "floor.h"
+#include "image/image.h"
+#include "log/run_log.h"
+#include "machines.h"
+#include "memory.h"
+#include "run/run_driver.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// Measures the phases and a whole run beside their floor, and holds the ratios against targets.
+namespace bench {
+
+namespace {
+
+using platform::simulated::Machine;
+using platform::simulated::MachineScope;
+
+constexpr std::size_t kFewest = 1000;
+constexpr double kMostGrowth = 12;
+constexpr double kMostBytes = 1024;
+
+/// A part of the program, and the calls that it makes.
+struct Subject {
+    const char* name;
+    int packagesOfPatch;  ///< how many packages are looked at for each patch
+    void (*program)(std::size_t patches);
+    void (*floor)(const Script& script);
+};
+
+void RunLinked(std::size_t patches) {
+    (void)saltrove::RunLinkedPhase(kProduct, GetVersion(patches - 2), false);
+}
+
+void RunOrphans(std::size_t /*patches*/) {
+    (void)saltrove::RunOrphanPhase(false);
+}
+
+void RunAll(std::size_t patches) {
+    const std::u16string arguments[] = {u"Saltrove.exe", kProduct, GetVersion(patches - 2)};
+    (void)saltrove::RunProgram(arguments);
+}
+
+constexpr Subject kSubjects[] = {
+    {"linked cleanup", 1, RunLinked, MakeLinkedCalls},
+    {"orphan cleanup", 2, RunOrphans, MakeOrphanCalls},
+    {"whole run", 2, RunAll, MakeRunCalls},
+};
+
+struct Cost {
+    double seconds = 0;
+    double bytes = 0;
+};
+
+/// Has `body` act on the machine; the processor's time that it takes, and the most memory at once.
+template <typename Body>
+Cost Measure(Machine& machine, Body body) {
+    const MachineScope scope(machine);
+    const std::size_t before = memory.most = memory.live;
+    const std::clock_t start = std::clock();
+    body();
+    const std::clock_t end = std::clock();
+    return {static_cast<double>(end - start) / CLOCKS_PER_SEC,
+            static_cast<double>(memory.most - before)};
+}
+
+void RunWithLog(const Subject& subject, std::size_t patches, bool hasLog) {
+    saltrove::TurnRunLog(hasLog);
+    subject.program(patches);
+    saltrove::CloseRunLog();
+}
+
+/// Ends the program if the floor's calls are not those of the subject, one for one.
+void CompareCalls(const Machine& machine, const Subject& subject, bool hasLog,
+                  const Script& script) {
+    Machine ofProgram = machine;
+    Machine ofFloor = machine;
+    ofProgram.recordsCalls = ofFloor.recordsCalls = true;
+    Measure(ofProgram, [&] { RunWithLog(subject, script.linked.size(), hasLog); });
+    Measure(ofFloor, [&] { subject.floor(script); });
+    const auto differing = std::mismatch(
+        ofProgram.calls.begin(), ofProgram.calls.end(), ofFloor.calls.begin(), ofFloor.calls.end(),
+        [](const auto& a, const auto& b) {
+            return a.call == b.call && a.subject == b.subject && a.numbers == b.numbers;
+        });
+    if (differing.first == ofProgram.calls.end() && differing.second == ofFloor.calls.end())
+        return;
+    std::cerr << "bench: " << subject.name << ": another floor than the program's from call "
+              << differing.first - ofProgram.calls.begin() << " on\n";
+    std::exit(EXIT_FAILURE);
+}
+
+double GetMedian(std::vector<double> numbers) {
+    const auto middle = numbers.begin() + std::ssize(numbers) / 2;
+    std::nth_element(numbers.begin(), middle, numbers.end());
+    return *middle;
+}
+
+struct Row {
+    std::string name;
+    std::size_t patches = 0;
+    double most = 0;  ///< times the floor
+    double seconds = 0;
+    double floor = 0;
+    double ratio = 0;
+    double growth = 0;  ///< times the time of a tenth of the patches; 0 if not measured
+    double bytes = 0;   ///< for each package that is looked at
+};
+std::vector<Row> rows;
+
+/// The mean time of ten runs on a machine with a tenth of the patches.
+double MeasureTenth(const Subject& subject, const Machine& machine, std::size_t patches,
+                    bool hasLog) {
+    double seconds = 0;
+    for (int run = 0; run < 10; ++run) {
+        Machine copy = machine;
+        seconds += Measure(copy, [&] { RunWithLog(subject, patches, hasLog); }).seconds;
+    }
+    return seconds / 10;
+}
+
+/// Measures the floor and the program in turns, each on a machine of its own.
+void MeasureSubject(benchmark::State& state) {
+    const Subject& subject = kSubjects[state.range(0)];
+    const bool hasLog = state.range(1) != 0;
+    const auto patches = static_cast<std::size_t>(state.range(2));
+    const Machine machine = MakeMachine(patches, true, hasLog);
+    const Machine tenth = MakeMachine(patches / 10, true, hasLog);
+    Machine done = machine;
+    Measure(done, [&] { RunWithLog(subject, patches, hasLog); });
+    const Script script = MakeScript(machine, done);
+    if (patches == kFewest)
+        CompareCalls(machine, subject, hasLog, script);
+    std::vector<double> seconds;
+    std::vector<double> floors;
+    std::vector<double> ratios;
+    std::vector<double> growths;
+    double bytes = 0;
+    bool isFloorFirst = false;
+    for (auto iteration : state) {
+        (void)iteration;
+        Cost program;
+        Cost floor;
+        for (const bool isFloor : {isFloorFirst, !isFloorFirst}) {
+            Machine copy = machine;
+            if (isFloor)
+                floor = Measure(copy, [&] { subject.floor(script); });
+            else
+                program = Measure(copy, [&] { RunWithLog(subject, patches, hasLog); });
+        }
+        isFloorFirst = !isFloorFirst;
+        state.SetIterationTime(program.seconds);
+        seconds.push_back(program.seconds);
+        floors.push_back(floor.seconds);
+        ratios.push_back(program.seconds / floor.seconds);
+        if (patches != kFewest)
+            growths.push_back(program.seconds / MeasureTenth(subject, tenth, patches / 10, hasLog));
+        bytes = program.bytes - floor.bytes;
+    }
+    Row row{.name = std::string(subject.name) + (hasLog ? ", log on" : ", log off"),
+            .patches = patches,
+            .most = hasLog ? 1.6 : 1.3};
+    row.seconds = GetMedian(seconds);
+    row.floor = GetMedian(floors);
+    row.ratio = GetMedian(ratios);
+    row.bytes = bytes / static_cast<double>(patches) / subject.packagesOfPatch;
+    if (!growths.empty())
+        row.growth = GetMedian(growths);
+    rows.push_back(row);
+}
+
+BENCHMARK(MeasureSubject)
+    ->ArgNames({"subject", "log", "patches"})
+    ->ArgsProduct({{0, 1, 2}, {0, 1}, {1000, 10'000, 100'000}})
+    ->Iterations(5)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+/// Prints the table; whether all targets are met.
+bool ReportRows() {
+    bool isGood = true;
+    std::puts(
+        "\n| | Patches | Program, ms | Floor, ms | Times the floor | Times the time of a tenth"
+        " | Bytes a package |\n|---|---|---|---|---|---|---|");
+    const auto hold = [&](const char* unit, double number, double most) {
+        isGood = isGood && number <= most;
+        std::printf(unit, number, number <= most ? "" : " (too much)");
+    };
+    for (const Row& row : rows) {
+        std::printf("| %s | %zu | %.1f | %.1f", row.name.c_str(), row.patches, row.seconds * 1e3,
+                    row.floor * 1e3);
+        hold(" | %.2f%s", row.ratio, row.most);
+        hold(" | %.1f%s", row.growth, kMostGrowth);
+        hold(" | %.0f%s |\n", row.bytes, kMostBytes);
+    }
+    return isGood;
+}
+
+/// Writes an image of a machine with that many patches, and as many files.
+int WriteImage(const std::string& patches, const char* folder) {
+    const std::size_t count = std::stoul(patches);
+    image::Image image{MakeMachine(count, false, false), {kProduct, GetVersion(count - 2)}};
+    image::WriteNewImage(std::move(image), true, folder, nullptr);
+    return EXIT_SUCCESS;
+}
+
+int Run(int argc, char** argv) {
+    if (argc == 4 && std::string(argv[1]) == "image")
+        return WriteImage(argv[2], argv[3]);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return ReportRows() ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+}  // namespace
+
+}  // namespace bench
+
+int main(int argc, char** argv) {
+    return bench::Run(argc, argv);
+}
