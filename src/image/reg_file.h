@@ -10,10 +10,11 @@ namespace image {
 
 /// Carries out what a registry export says on `registry`, from its first line to its last.
 ///
-/// `bytes`, which are let go as soon as they are decoded, are the file, UTF-16LE with a byte-order mark or UTF-8; lines end in LF or CR LF. `file`
-/// is its name for errors, and `account` the owner of what it calls HKEY_CURRENT_USER. A text in
-/// quotes may go over several lines, as Windows writes one that holds line ends. Throws ImageError
-/// at the first fault; what stood in front of it has been carried out by then.
+/// `bytes` is the file, UTF-16LE with a byte-order mark or UTF-8; lines end in LF or CR LF. They
+/// are let go as soon as they are decoded. `file` is the file's name for errors, and `account` the
+/// owner of what it calls HKEY_CURRENT_USER. A text in quotes may go over several lines, as Windows
+/// writes one that holds line ends. Throws ImageError at the first fault; what stood in front of it
+/// has been carried out by then.
 void ReadRegFile(const std::string& file, std::string bytes, std::u16string_view account,
                  platform::simulated::Registry& registry);
 
