@@ -193,7 +193,7 @@ class MachineMaker {
 
     /// Where Windows Installer says that a package is.
     std::u16string MakeLocalPackage(const std::u16string& file) {
-        const std::u16string plain = std::u16string(kCacheFolder) + file;
+        std::u16string plain = std::u16string(kCacheFolder) + file;
         std::u16string inCapitals = plain;
         for (char16_t& character : inCapitals)
             character = static_cast<char16_t>(
