@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <utility>
 
 // The phase's logs and records are tested by whole runs on images.

@@ -3,6 +3,8 @@
 #include "support/machines.h"
 #include "support/package_writer.h"
 
+#include <iterator>
+
 #include <gtest/gtest.h>
 
 // The phase's logs and records are the images whose names begin with "orphans".

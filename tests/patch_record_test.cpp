@@ -28,7 +28,7 @@ TEST(InstallerQuery, ReadsANumberAsFarAsItGoes) {
     EXPECT_EQ(ReadDecimalPrefix(u" \t-12x9"), -12);
     EXPECT_EQ(ReadDecimalPrefix(u"+99999999999"), 2147483647);
     EXPECT_EQ(ReadDecimalPrefix(u"-99999999999"), -2147483648);
-    for (const char16_t* text : {u"", u"x1", u"--1", u"- 1"})
+    for (const char16_t* text : {u"", u"x1", u"X1", u"--1", u"- 1"})
         EXPECT_EQ(ReadDecimalPrefix(text), 0);
 }
 

@@ -105,6 +105,8 @@ TEST(ShellResolution, TheShellIsTheOneInTheFirstActiveSession) {
         {"OtherFolder", {{1, true}}, {{4, 1, u"S-1-5-9", u"C:\\explorer.exe"}}, "none", 0},
         {"NoProcess", {{1, true}}, {}, "none", 0},
         {"SessionUnread", {{0, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "ProcessIdToSessionId", 4},
+        {"NobodyAndServices", {{1, false}}, {{4, 0, u"S-1-5-9", kExplorer}}, "none", 0},
+        {"ListUnread", {{1, true}}, {{4, 0, u"S-1-5-9", kExplorer}}, "WTSEnumerateSessionsW", 0},
         {"NoModule", {{1, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "GetModuleHandleW", 0},
         {"NoPicture", {{1, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "CreateToolhelp32Snapshot", 0},
     };

@@ -131,7 +131,7 @@ PatchDecision EvaluatePatch(PatchRecord patch, const Boundaries& boundaries, boo
     if (fate == Fate::Remove)
         decision.outcome =
             RemovePackage(decision.patch.localPackage, simulate,
-                          u"  [MARK FAILED] MoveFileEx error code: ", &decision.errors);
+                          u"  [MARK FAILED] MoveFileEx error code: ", decision.errors);
     return decision;
 }
 

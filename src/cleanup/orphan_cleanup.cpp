@@ -68,7 +68,7 @@ void RemoveOrphan(CacheEntry& entry, bool simulate) {
     WriteRunLog(u"");
     WriteRunLog(u"Orphan: " + entry.fileName + u" (" + entry.description + u")");
     entry.outcome = RemovePackage(std::u16string(kInstallerCache) + entry.fileName, simulate,
-                                  u"  [MARK FAILED] MoveFileEx error: ", &entry.errors);
+                                  u"  [MARK FAILED] MoveFileEx error: ", entry.errors);
 }
 
 bool IsOrphan(const CacheEntry& entry) {

@@ -22,10 +22,8 @@ bool IsInInstallerCache(const std::u16string& path) {
 }
 
 RemovalOutcome RemovePackage(const std::u16string& path, bool simulate,
-                             std::u16string_view markFailedText, RemovalErrors* errors) {
-    RemovalErrors ignored;
-    RemovalErrors& failed = errors == nullptr ? ignored : *errors;
-    failed = {};
+                             std::u16string_view markFailedText, RemovalErrors& errors) {
+    errors = {};
     if (simulate) {
         WriteRunLog(u"  [SIMULATION] Would delete");
         return RemovalOutcome::Simulated;
@@ -34,17 +32,17 @@ RemovalOutcome RemovePackage(const std::u16string& path, bool simulate,
         WriteRunLog(u"  [DELETED] Successfully deleted");
         return RemovalOutcome::Deleted;
     }
-    failed.deletion = platform::GetLastError();
-    WriteRunLog(u"  [DELETE FAILED] Error code: " + platform::FormatDecimal(failed.deletion));
-    if (failed.deletion != platform::ERROR_SHARING_VIOLATION &&
-        failed.deletion != platform::ERROR_ACCESS_DENIED)
+    errors.deletion = platform::GetLastError();
+    WriteRunLog(u"  [DELETE FAILED] Error code: " + platform::FormatDecimal(errors.deletion));
+    if (errors.deletion != platform::ERROR_SHARING_VIOLATION &&
+        errors.deletion != platform::ERROR_ACCESS_DENIED)
         return RemovalOutcome::DeleteFailed;
     if (platform::MoveFileExW(path.c_str(), nullptr, platform::MOVEFILE_DELAY_UNTIL_REBOOT) != 0) {
         WriteRunLog(u"  [MARKED FOR DELETION] Scheduled for deletion on reboot");
         return RemovalOutcome::Marked;
     }
-    failed.mark = platform::GetLastError();
-    WriteRunLog(std::u16string(markFailedText) + platform::FormatDecimal(failed.mark));
+    errors.mark = platform::GetLastError();
+    WriteRunLog(std::u16string(markFailedText) + platform::FormatDecimal(errors.mark));
     return RemovalOutcome::MarkFailed;
 }
 

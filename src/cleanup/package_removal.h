@@ -41,9 +41,9 @@ struct RemovalErrors {
 /// Deletes the file `path`, or has it deleted at the next restart if it is in use or access to it
 /// is denied. With `simulate` no call is made. Each step is logged; `markFailedText` stands in
 /// front of the error code where the registration fails. The caller has settled that the package
-/// goes. `errors`, unless it is null, is set to what failed.
+/// goes. `errors` is set to what failed.
 [[nodiscard]] RemovalOutcome RemovePackage(const std::u16string& path, bool simulate,
                                            std::u16string_view markFailedText,
-                                           RemovalErrors* errors = nullptr);
+                                           RemovalErrors& errors);
 
 }  // namespace saltrove

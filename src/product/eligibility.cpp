@@ -78,6 +78,11 @@ FeatureLockState GetPatchCleanupFeatureLockState(const std::u16string& productCo
     }
 }
 
+bool HasIntervalPassed(std::uint32_t now, std::uint32_t lastCleanup) {
+    constexpr std::uint32_t kCleanupInterval = 90U * 86'400U;
+    return now - lastCleanup >= kCleanupInterval;
+}
+
 bool CheckCleanupDuration(const std::u16string& productCode) {
     const std::optional<platform::DWORD> lastCleanup =
         QueryCleanupNumber(productCode, kCleanupTimeValue);

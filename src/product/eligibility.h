@@ -45,10 +45,7 @@ enum class FeatureLockState : std::int32_t {
 
 /// The rule of CheckCleanupDuration: both times are the low 32 bits of seconds since 1970, and
 /// their difference wraps.
-[[nodiscard]] constexpr bool HasIntervalPassed(std::uint32_t now, std::uint32_t lastCleanup) {
-    constexpr std::uint32_t kCleanupInterval = 90U * 86'400U;
-    return now - lastCleanup >= kCleanupInterval;
-}
+[[nodiscard]] bool HasIntervalPassed(std::uint32_t now, std::uint32_t lastCleanup);
 
 /// The rule of IsExpEnableForUser for the tracks that are sampled.
 [[nodiscard]] constexpr bool IsInSamplingBand(std::int32_t iRandom) {

@@ -101,7 +101,9 @@ int fclose(FILE* stream) {
 
 _locale_t _create_locale(int category, const char* name) {
     Machine& machine = GetCurrentMachine();
-    if (machine.BeginCall("_create_locale", {}, {static_cast<std::uint64_t>(category)}))
+    // Of the locales that Windows may have, only the native one is needed.
+    if (machine.BeginCall("_create_locale", {}, {static_cast<std::uint64_t>(category)}) ||
+        *name != 0)
         return nullptr;
     const std::uintptr_t handle = machine.MakeHandle();
     machine.open.locales[handle] = name;
