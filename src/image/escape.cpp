@@ -1,5 +1,7 @@
 #include "image/escape.h"
 
+#include <cstddef>
+
 namespace image {
 
 std::string EscapeControls(std::string_view text) {

@@ -1,5 +1,6 @@
 #include "image/ini_text.h"
 
+#include <cstdint>
 #include <limits>
 
 namespace image {

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <span>
+#include <utility>
 
 namespace saltrove {
 

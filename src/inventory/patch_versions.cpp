@@ -1,6 +1,7 @@
 #include "inventory/patch_versions.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace saltrove {
 

@@ -1,5 +1,7 @@
 #include "platform/registry_access.h"
 
+#include <cstddef>
+
 namespace platform {
 
 LSTATUS OpenKeyForReading(HKEY hive, const std::u16string& path, RegistryKey& key) {

@@ -1,6 +1,7 @@
 #include "platform/wide_text.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace platform {
 

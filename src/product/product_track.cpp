@@ -1,6 +1,7 @@
 #include "product/product_track.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace saltrove {
 

@@ -10,6 +10,7 @@
 #include <array>
 #include <span>
 #include <string_view>
+#include <utility>
 
 namespace saltrove {
 

@@ -2,6 +2,7 @@
 
 #include "platform/simulated/packages/little_endian.h"
 
+#include <iterator>
 #include <map>
 #include <numeric>
 

@@ -3,6 +3,7 @@
 #include "platform/simulated/texts/letter_case.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>

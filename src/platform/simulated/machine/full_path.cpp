@@ -5,6 +5,7 @@
 #include "platform/wide_text.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <vector>
 
 namespace platform::simulated {

@@ -3,6 +3,7 @@
 #include "platform/installer.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <set>
 
 namespace platform::simulated {

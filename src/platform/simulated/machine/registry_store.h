@@ -3,6 +3,7 @@
 #include "platform/registry.h"
 #include "platform/simulated/machine/caseless_tree.h"
 
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <vector>

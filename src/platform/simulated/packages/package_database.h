@@ -3,6 +3,7 @@
 #include "platform/simulated/packages/compound_file.h"
 #include "platform/simulated/packages/string_pool.h"
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>

@@ -1,6 +1,7 @@
 #include "platform/simulated/texts/command_line.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace platform::simulated {
 

@@ -1,6 +1,7 @@
 #include "platform/simulated/texts/letter_case.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace platform::simulated {

@@ -1,6 +1,7 @@
 #include "platform/simulated/texts/short_name.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace platform::simulated {
 
