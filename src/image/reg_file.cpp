@@ -271,7 +271,7 @@ class RegReader {
     std::optional<std::u16string> key_;
 };
 
-std::u16string Quote(std::u16string_view text) {
+std::u16string QuoteForExport(std::u16string_view text) {
     std::u16string quoted(u"\"");
     for (const char16_t character : text) {
         if (character == u'\\' || character == u'"')
@@ -331,7 +331,7 @@ void ReadRegFile(const std::string& file, std::string bytes, std::u16string_view
 
 std::u16string FormatRegData(const RegistryValue& value) {
     if (IsPlainText(value))
-        return Quote(platform::simulated::GetText(value.data));
+        return QuoteForExport(platform::simulated::GetText(value.data));
     std::u16string data;
     if (const std::optional<DWORD> number = platform::simulated::GetDword(&value)) {
         data = u"dword:";
@@ -352,7 +352,7 @@ std::string FormatRegFile(const Registry& registry) {
     registry.GetKeys().Walk([&](const std::u16string& path, const RegistryValues& values) {
         text += u"\r\n[" + path + u"]\r\n";
         for (const auto& [foldedName, value] : values) {
-            const std::u16string name = value.name.empty() ? u"@" : Quote(value.name);
+            const std::u16string name = value.name.empty() ? u"@" : QuoteForExport(value.name);
             const std::u16string data = FormatRegData(value);
             std::u16string line = name;
             line.append(u"=").append(data);

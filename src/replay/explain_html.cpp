@@ -72,7 +72,7 @@ std::string EscapeMarkup(std::string_view text) {
 }
 
 /// A text of the machine, for the content of an element.
-std::string Show(std::u16string_view text) {
+std::string ShowInHtml(std::u16string_view text) {
     std::u16string visible;
     for (const char16_t character : text) {
         if (!TurnsDirection(character)) {
@@ -178,7 +178,7 @@ std::string MakeHazards(const Explanation& explanation) {
     for (const Hazard& hazard : explanation.hazards) {
         const auto row = rowsByFile.find(hazard.subject);
         const bool isLinked = !hazard.subject.empty() && row != rowsByFile.end();
-        items += "<li><code>" + std::string(hazard.name) + "</code>" + Show(hazard.message) +
+        items += "<li><code>" + std::string(hazard.name) + "</code>" + ShowInHtml(hazard.message) +
                  (isLinked ? " " + MakeLink(row->second, "Show the package") : "") + "</li>\n";
     }
     return "<ul class=\"hazards\">\n" + items + "</ul>";
@@ -205,31 +205,31 @@ std::string MakeVerdicts() {
 
 /// What stands below a row's reason: what its texts call the package, and where it comes from.
 std::string MakeOrigin(const PackageRow& row, const std::u16string& ownProduct) {
-    std::string origin = row.description.empty() ? "" : Show(row.description);
+    std::string origin = row.description.empty() ? "" : ShowInHtml(row.description);
     if (!row.packageName.empty())
-        origin += (origin.empty() ? "" : ", ") + Show(row.packageName);
+        origin += (origin.empty() ? "" : ", ") + ShowInHtml(row.packageName);
     // A link by another product is the reason itself.
     if (!row.patchCode.empty() && row.kind != PackageKind::OtherProduct)
-        origin += (origin.empty() ? "" : "<br>") + Show(row.patchCode) +
-                  (row.productCode == ownProduct ? "" : " of " + Show(row.productCode));
+        origin += (origin.empty() ? "" : "<br>") + ShowInHtml(row.patchCode) +
+                  (row.productCode == ownProduct ? "" : " of " + ShowInHtml(row.productCode));
     return origin.empty() ? "" : "<div class=\"origin\">" + origin + "</div>";
 }
 
 std::string MakeRow(const Explanation& explanation, std::size_t place) {
     const PackageRow& row = explanation.rows[place];
     const auto cell = [](std::u16string_view text) {
-        return "<td>" + (text.empty() ? "" : Show(text)) + "</td>";
+        return "<td>" + (text.empty() ? "" : ShowInHtml(text)) + "</td>";
     };
     const std::string verdict(GetVerdictName(row.verdict));
     return "<tr id=\"package-" + std::to_string(place) + "\" data-verdict=\"" + verdict +
            "\" data-kind=\"" + std::string(GetKindName(row.kind)) + "\"><td data-key=\"" +
            std::to_string(static_cast<int>(row.verdict)) + "\"><span class=\"verdict\">" +
            MakeSwatch(row.verdict) + "</span></td><th scope=\"row\" class=\"file\">" +
-           (row.file.empty() ? "(no file)" : Show(row.file)) +
+           (row.file.empty() ? "(no file)" : ShowInHtml(row.file)) +
            "</th><td class=\"figure\" data-key=\"" + (row.size ? std::to_string(*row.size) : "-1") +
            "\">" + (row.size ? GroupDigits(*row.size) : "") + "</td><td>" +
            std::string(GetKindLabel(row.kind)) + "</td>" + cell(row.version) + cell(row.number) +
-           cell(row.type) + cell(row.state) + "<td>" + Show(row.reason) +
+           cell(row.type) + cell(row.state) + "<td>" + ShowInHtml(row.reason) +
            MakeOrigin(row, explanation.productCode) + "</td></tr>\n";
 }
 
@@ -255,7 +255,7 @@ std::string MakeLog(const Explanation& explanation) {
         return "<p>There is none: the log was off, or its file could not be opened.</p>";
     std::string lines;
     for (const LogLine& line : explanation.log) {
-        const std::string text = line.text.empty() ? "" : Show(line.text);
+        const std::string text = line.text.empty() ? "" : ShowInHtml(line.text);
         lines += "<li>" + (line.row ? MakeLink(*line.row, text) : text) + "</li>\n";
     }
     return "<ol class=\"log\">\n" + lines + "</ol>";
@@ -273,12 +273,14 @@ std::string FormatExplanationHtml(const Explanation& explanation) {
          {"script-hash", EncodeHash(kPageScriptHash)},
          {"style", std::string(kPageStyle)},
          {"script", std::string(kPageScript)},
-         {"run", Show(explanation.productCode) + " " + Show(explanation.productVersion) +
+         {"run", ShowInHtml(explanation.productCode) + " " +
+                     ShowInHtml(explanation.productVersion) +
                      (explanation.isSimulated ? ", simulated" : "")},
-         {"ending", Show(explanation.ending) + state},
-         {"boundaries", explanation.boundaries
-                            ? "<p>" + Show(DescribeBoundaries(*explanation.boundaries)) + "</p>"
-                            : ""},
+         {"ending", ShowInHtml(explanation.ending) + state},
+         {"boundaries",
+          explanation.boundaries
+              ? "<p>" + ShowInHtml(DescribeBoundaries(*explanation.boundaries)) + "</p>"
+              : ""},
          {"remark", remark.empty() ? "" : "<p class=\"remark\">" + std::string(remark) + "</p>"},
          {"body", explanation.basis == Basis::Nothing ? "" : MakePackages(explanation)},
          {"log", MakeLog(explanation)}});

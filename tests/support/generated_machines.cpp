@@ -9,6 +9,7 @@
 #include "product/cleanup_key.h"
 #include "product/eligibility.h"
 #include "product/product_track.h"
+#include "support/machines.h"
 #include "support/package_writer.h"
 
 #include <fstream>
@@ -23,15 +24,9 @@ using platform::simulated::EncodeUtf8;
 using platform::simulated::kMachineAccount;
 using platform::simulated::PackageReading;
 
-constexpr std::u16string_view kMachineHive = u"HKEY_LOCAL_MACHINE\\";
-constexpr std::u16string_view kCacheFolder = u"C:\\Windows\\Installer\\";
 constexpr const char16_t* kOtherProducts[] = {u"{00000000-4D2E-4C19-8A54-E883016FC300}",
                                               u"{7D102000-1111-2222-3333-444455556666}",
                                               u"{FFFFFFFF-9F16-46C3-9D02-A8E15B3D6C3B}"};
-
-std::u16string Hive(const std::u16string& keyPath) {
-    return std::u16string(kMachineHive) + keyPath;
-}
 
 std::u16string PadNumber(unsigned number, std::size_t digits) {
     const std::u16string text = FormatDecimal(number);
@@ -92,11 +87,12 @@ class MachineMaker {
     /// Sets a number, or in rare cases something else of that name.
     void SetNumber(const std::u16string& keyPath, const char16_t* name, DWORD number) {
         if (!dice_.HasLuck(4))
-            machine_.registry.SetDword(Hive(keyPath), name, number);
+            machine_.registry.SetDword(kMachineHive + keyPath, name, number);
         else if (dice_.HasLuck(50))
-            machine_.registry.SetText(Hive(keyPath), name, FormatDecimal(number));
+            machine_.registry.SetText(kMachineHive + keyPath, name, FormatDecimal(number));
         else
-            machine_.registry.SetValue(Hive(keyPath), name, platform::REG_DWORD, MakeBytes());
+            machine_.registry.SetValue(kMachineHive + keyPath, name, platform::REG_DWORD,
+                                       MakeBytes());
     }
 
     platform::simulated::ValueData MakeBytes() {
@@ -123,7 +119,7 @@ class MachineMaker {
         if (dice_.HasLuck(30) && !store.starts_with(u'\\'))
             SetNumber(store, saltrove::kRunLogSwitchValue, 1);
         if (dice_.HasLuck(2) && !store.starts_with(u'\\'))
-            AddError("create-errors", Hive(store), 5);
+            AddError("create-errors", kMachineHive + store, 5);
     }
 
     /// An error that a file or key gives to whoever asks.
@@ -193,7 +189,7 @@ class MachineMaker {
 
     /// Where Windows Installer says that a package is.
     std::u16string MakeLocalPackage(const std::u16string& file) {
-        std::u16string plain = std::u16string(kCacheFolder) + file;
+        std::u16string plain = kCache + file;
         std::u16string inCapitals = plain;
         for (char16_t& character : inCapitals)
             character = static_cast<char16_t>(
@@ -221,13 +217,12 @@ class MachineMaker {
         const std::u16string localPackage = MakeLocalPackage(file);
         SetText(GetUserData(u"\\Patches\\" + packed), u"LocalPackage", localPackage);
         if (localPackage.starts_with(u"C:") && !dice_.HasLuck(8))
-            AddFile(localPackage.starts_with(u"C:\\P") ? localPackage : kCacheFolder.data() + file,
-                    true);
+            AddFile(localPackage.starts_with(u"C:\\P") ? localPackage : kCache + file, true);
         if (dice_.HasLuck(3))
             return;
         const auto* ending = dice_.Pick<const char16_t*>(
             {u"_incr.msp", u".msp", u"_INCR.msp", u"_incr.msp", u".msp"});
-        SetText(Hive(saltrove::GetSourceListKeyPath(packed)), saltrove::kPackageNameValue,
+        SetText(kMachineHive + saltrove::GetSourceListKeyPath(packed), saltrove::kPackageNameValue,
                 dice_.HasLuck(4) ? u"Upd.msp" : source + ending);
     }
 
@@ -298,11 +293,11 @@ class MachineMaker {
 
     void AddLooseFiles(unsigned count) {
         for (unsigned i = 0; i < count; ++i)
-            AddFile(kCacheFolder.data() + MakeFileName(5000 + i), false);
+            AddFile(kCache + MakeFileName(5000 + i), false);
         if (dice_.HasLuck(10))
-            AddFile(std::u16string(kCacheFolder) + u"old.mspold", false);
+            AddFile(kCache + u"old.mspold", false);
         if (dice_.HasLuck(10))
-            AddFile(std::u16string(kCacheFolder) + u"setup.msi", false);
+            AddFile(kCache + u"setup.msi", false);
         std::uint64_t sound = 0;
         if (dice_.HasLuck(5))
             platform::simulated::RegisterDeletion(machine_.registry, u"C:\\Windows\\Temp\\a.tmp",

@@ -16,7 +16,8 @@ using platform::simulated::Machine;
 
 /// A product of the family "Kelvane Ostrel" on the track ZR.
 inline const std::u16string kProduct = u"{5B7A90E1-4D2E-4C19-8A54-EC83016FC300}";
-inline const std::u16string kRoot = u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Kelvane\\Kelvane Ostrel\\ZR";
+inline const std::u16string kMachineHive = u"HKEY_LOCAL_MACHINE\\";
+inline const std::u16string kRoot = kMachineHive + u"SOFTWARE\\Kelvane\\Kelvane Ostrel\\ZR";
 inline const std::u16string kStore = kRoot + u"\\Cleanup";
 inline const std::u16string kCache = u"C:\\Windows\\Installer\\";
 inline const std::u16string kLog = u"C:\\Windows\\Temp\\PatchCleanuplog.txt";

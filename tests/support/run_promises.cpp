@@ -11,6 +11,7 @@
 #include "product/eligibility.h"
 #include "product/product_track.h"
 #include "replay/explanation.h"
+#include "support/machines.h"
 
 #include <algorithm>
 
@@ -26,8 +27,6 @@ using replay::LocateFile;
 using replay::Verdict;
 using saltrove::ExitState;
 using Places = std::set<std::u16string>;
-
-const std::u16string kMachineHive = u"HKEY_LOCAL_MACHINE\\";
 
 /// Broken promises as they are found.
 class Findings {

@@ -20,12 +20,12 @@ using simulated::GetCurrentMachine;
 using simulated::Machine;
 using simulated::OpenHandle;
 using simulated::OtherProcess;
-using Kind = simulated::OpenHandle::Kind;
+using HandleKind = simulated::OpenHandle::Kind;
 
 /// What stands for the running process.
 const HANDLE kOwnProcess = INVALID_HANDLE_VALUE;
 
-OpenHandle MakeObject(Kind kind, DWORD access = 0, DWORD processId = 0) {
+OpenHandle MakeObject(HandleKind kind, DWORD access = 0, DWORD processId = 0) {
     OpenHandle object;
     object.kind = kind;
     object.access = access;
@@ -40,7 +40,7 @@ HANDLE HandOut(Machine& machine, OpenHandle opened) {
 }
 
 /// What a handle of this kind stands for; null if it is none.
-OpenHandle* LookUp(Machine& machine, HANDLE handle, Kind kind) {
+OpenHandle* LookUp(Machine& machine, HANDLE handle, HandleKind kind) {
     const auto found = machine.open.handles.find(simulated::ToNumber(handle));
     if (found != machine.open.handles.end() && found->second.kind == kind)
         return &found->second;
@@ -89,7 +89,7 @@ BOOL CreateUnderToken(Machine& machine, HANDLE token, const char16_t* commandLin
     // The call that uses the token's account alone copies it.
     const DWORD needed =
         TOKEN_ASSIGN_PRIMARY | TOKEN_QUERY | (sessionOf == SessionOf::Caller ? TOKEN_DUPLICATE : 0);
-    const OpenHandle* opened = LookUp(machine, token, Kind::Token);
+    const OpenHandle* opened = LookUp(machine, token, HandleKind::Token);
     if (opened == nullptr)
         return 0;
     if ((opened->access & needed) != needed)
@@ -104,8 +104,8 @@ BOOL CreateUnderToken(Machine& machine, HANDLE token, const char16_t* commandLin
     const DWORD id = earlier == 0 ? machine.process.id + 1 : machine.startedProcesses.back().id + 1;
     const DWORD session = sessionOf == SessionOf::Token ? opened->session : machine.process.session;
     machine.startedProcesses.push_back({id, session, opened->account, commandLine});
-    information->hProcess = HandOut(machine, MakeObject(Kind::Process, 0, id));
-    information->hThread = HandOut(machine, MakeObject(Kind::Thread, 0, id));
+    information->hProcess = HandOut(machine, MakeObject(HandleKind::Process, 0, id));
+    information->hThread = HandOut(machine, MakeObject(HandleKind::Thread, 0, id));
     information->dwProcessId = id;
     return 1;
 }
@@ -144,7 +144,7 @@ HANDLE OpenProcess(DWORD access, BOOL inheritHandle, DWORD processId) {
         machine.lastError = ERROR_INVALID_PARAMETER;
         return nullptr;
     }
-    return HandOut(machine, MakeObject(Kind::Process, access, processId));
+    return HandOut(machine, MakeObject(HandleKind::Process, access, processId));
 }
 
 BOOL ProcessIdToSessionId(DWORD processId, DWORD* sessionId) {
@@ -160,7 +160,7 @@ BOOL ProcessIdToSessionId(DWORD processId, DWORD* sessionId) {
 
 BOOL QueryFullProcessImageNameW(HANDLE process, DWORD flags, char16_t* path, DWORD* size) {
     Machine& machine = GetCurrentMachine();
-    const OpenHandle* opened = LookUp(machine, process, Kind::Process);
+    const OpenHandle* opened = LookUp(machine, process, HandleKind::Process);
     if (opened == nullptr)
         return 0;
     if (machine.BeginCall("QueryFullProcessImageNameW", {}, {flags, *size}))
@@ -179,12 +179,12 @@ HANDLE CreateToolhelp32Snapshot(DWORD flags, DWORD processId) {
     Machine& machine = GetCurrentMachine();
     if (machine.BeginCall("CreateToolhelp32Snapshot", {}, {flags, processId}))
         return INVALID_HANDLE_VALUE;
-    return HandOut(machine, MakeObject(Kind::Snapshot));
+    return HandOut(machine, MakeObject(HandleKind::Snapshot));
 }
 
 BOOL Process32FirstW(HANDLE snapshot, PROCESSENTRY32W* entry) {
     Machine& machine = GetCurrentMachine();
-    OpenHandle* opened = LookUp(machine, snapshot, Kind::Snapshot);
+    OpenHandle* opened = LookUp(machine, snapshot, HandleKind::Snapshot);
     if (opened == nullptr || machine.BeginCall("Process32FirstW"))
         return 0;
     opened->next = 0;
@@ -193,7 +193,7 @@ BOOL Process32FirstW(HANDLE snapshot, PROCESSENTRY32W* entry) {
 
 BOOL Process32NextW(HANDLE snapshot, PROCESSENTRY32W* entry) {
     Machine& machine = GetCurrentMachine();
-    OpenHandle* opened = LookUp(machine, snapshot, Kind::Snapshot);
+    OpenHandle* opened = LookUp(machine, snapshot, HandleKind::Snapshot);
     if (opened == nullptr || machine.BeginCall("Process32NextW"))
         return 0;
     return Deliver(machine, *opened, entry);
@@ -201,12 +201,12 @@ BOOL Process32NextW(HANDLE snapshot, PROCESSENTRY32W* entry) {
 
 BOOL OpenProcessToken(HANDLE process, DWORD access, HANDLE* token) {
     Machine& machine = GetCurrentMachine();
-    OpenHandle opened = MakeObject(Kind::Token, access);
+    OpenHandle opened = MakeObject(HandleKind::Token, access);
     if (process == kOwnProcess) {
         opened.account = machine.process.account;
         opened.session = machine.process.session;
     } else {
-        const OpenHandle* handle = LookUp(machine, process, Kind::Process);
+        const OpenHandle* handle = LookUp(machine, process, HandleKind::Process);
         const OtherProcess* other =
             handle == nullptr ? nullptr : FindProcess(machine, handle->processId);
         if (other == nullptr)
@@ -225,7 +225,7 @@ BOOL OpenProcessToken(HANDLE process, DWORD access, HANDLE* token) {
 BOOL GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS informationClass, void* information,
                          DWORD length, DWORD* returnLength) {
     Machine& machine = GetCurrentMachine();
-    const OpenHandle* opened = LookUp(machine, token, Kind::Token);
+    const OpenHandle* opened = LookUp(machine, token, HandleKind::Token);
     if (opened == nullptr)
         return 0;
     if (machine.BeginCall("GetTokenInformation", {},
@@ -248,7 +248,7 @@ BOOL GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS informationClass,
 BOOL DuplicateTokenEx(HANDLE token, DWORD access, const SECURITY_ATTRIBUTES* /*attributes*/,
                       SECURITY_IMPERSONATION_LEVEL level, TOKEN_TYPE type, HANDLE* newToken) {
     Machine& machine = GetCurrentMachine();
-    const OpenHandle* opened = LookUp(machine, token, Kind::Token);
+    const OpenHandle* opened = LookUp(machine, token, HandleKind::Token);
     if (opened == nullptr)
         return 0;
     if (machine.BeginCall(
