@@ -1,5 +1,6 @@
 #include "image/image.h"
 
+#include "image/host_path.h"
 #include "image/image_error.h"
 #include "image/machine_ini.h"
 #include "image/reg_file.h"
@@ -31,7 +32,7 @@ constexpr const char* kArguments = "args.txt";
 constexpr const char* kDriveC = "C";
 
 std::vector<std::u16string> ReadArguments(const fs::path& path) {
-    const std::u16string text = DecodeText(path.string(), ReadBytes(path));
+    const std::u16string text = DecodeText(ShowPath(path), ReadBytes(path));
     std::vector<std::u16string> arguments;
     std::u16string_view rest = text;
     while (!rest.empty()) {
@@ -49,9 +50,9 @@ std::u16string DecodeFileName(const fs::path& path) {
     const std::u8string bytes = path.filename().u8string();
     const auto name = DecodeUtf8(std::string(bytes.begin(), bytes.end()));
     if (!name)
-        throw ImageError(path.string(), 0, "the file name is not UTF-8");
+        throw ImageError(ShowPath(path), 0, "the file name is not UTF-8");
     if (!platform::simulated::IsPossibleFileName(*name))
-        throw ImageError(path.string(), 0, "the file name is none that Windows can have");
+        throw ImageError(ShowPath(path), 0, "the file name is none that Windows can have");
     return *name;
 }
 
@@ -59,7 +60,7 @@ std::u16string DecodeFileName(const fs::path& path) {
 std::vector<fs::path> FindRegFiles(const fs::path& folder) {
     std::vector<std::pair<std::u16string, fs::path>> found;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-        const std::string extension = entry.path().extension().string();
+        const std::string extension = ShowPath(entry.path().extension());
         if (FoldCase(DecodeUtf8(extension).value_or(u"")) == u".REG")
             found.emplace_back(FoldCase(DecodeFileName(entry.path())), entry.path());
     }
@@ -89,17 +90,17 @@ void LoadDirectory(const fs::path& folder, const std::u16string& path, Drive& dr
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
         const std::u16string inner = path + u"\\" + DecodeFileName(entry.path());
         if (drive.GetNodes().Find(inner) != nullptr)
-            throw ImageError(entry.path().string(), 0,
+            throw ImageError(ShowPath(entry.path()), 0,
                              "a second name that differs in letter case only");
         if (entry.is_symlink())
-            throw ImageError(entry.path().string(), 0, "a symbolic link");
+            throw ImageError(ShowPath(entry.path()), 0, "a symbolic link");
         if (entry.is_directory()) {
             drive.AddDirectory(inner);
             LoadDirectory(entry.path(), inner, drive);
         } else if (entry.is_regular_file()) {
             drive.AddFile(inner, {}) = DescribeFile(entry);
         } else {
-            throw ImageError(entry.path().string(), 0, "neither a file nor a folder");
+            throw ImageError(ShowPath(entry.path()), 0, "neither a file nor a folder");
         }
     }
 }
@@ -149,7 +150,7 @@ fs::path MakeHostPath(const fs::path& target, std::u16string_view path) {
     std::u16string inner(path.substr(kRoot.size()));
     std::replace(inner.begin(), inner.end(), u'\\', u'/');
     const std::string name = kDriveC + EncodeUtf8(inner);
-    return target / fs::path(std::u8string(name.begin(), name.end()));
+    return target / MakePath(name);
 }
 
 void WriteDrive(const Drive& drive, const fs::path& target) {
@@ -241,19 +242,19 @@ Image ReadImage(const fs::path& folder) {
     Image image;
     try {
         if (!fs::is_directory(folder))
-            throw ImageError(folder.string(), 0, "not a folder");
+            throw ImageError(ShowPath(folder), 0, "not a folder");
         // In front of machine.ini, which may not name a package that is there.
         if (const fs::path path = folder / kDriveC; IsThere(path))
             LoadDirectory(path, u"C:", image.machine.drive);
         if (const fs::path path = folder / kMachineIni; IsThere(path))
-            ReadMachineIni(path.string(), ReadBytes(path), image.machine);
+            ReadMachineIni(ShowPath(path), ReadBytes(path), image.machine);
         for (const fs::path& path : FindRegFiles(folder))
-            ReadRegFile(path.string(), ReadBytes(path), image.machine.process.account,
+            ReadRegFile(ShowPath(path), ReadBytes(path), image.machine.process.account,
                         image.machine.registry);
         if (const fs::path path = folder / kArguments; IsThere(path))
             image.arguments = ReadArguments(path);
     } catch (const fs::filesystem_error& error) {
-        throw ImageError(error.path1().string(), 0, error.code().message());
+        throw ImageError(ShowPath(error.path1()), 0, error.code().message());
     }
     return image;
 }

@@ -1,5 +1,6 @@
 #include "image/text_file.h"
 
+#include "image/host_path.h"
 #include "image/image_error.h"
 #include "platform/simulated/machine/drive.h"
 #include "platform/simulated/texts/unicode.h"
@@ -46,7 +47,7 @@ std::string ReadBytes(const std::filesystem::path& path) {
     try {
         return platform::simulated::ReadHostFile(path);
     } catch (const platform::simulated::HostFileError& error) {
-        throw ImageError(path.string(), 0, error.what());
+        throw ImageError(ShowPath(path), 0, error.what());
     }
 }
 

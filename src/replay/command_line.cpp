@@ -1,11 +1,13 @@
 #include "replay/command_line.h"
 
+#include "image/host_path.h"
 #include "image/utc_time.h"
 #include "platform/simulated/texts/unicode.h"
 
 #include <getopt.h>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace replay {
@@ -99,7 +101,7 @@ void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
     for (int found = 0; (found = getopt_long(count, pointers.data(), ":", known, nullptr)) != -1;) {
         switch (found) {
         case kOut:
-            options.out = optarg;
+            options.out = image::MakePath(optarg);
             break;
         case kLog:
             options.rehearsal.log = true;
@@ -145,7 +147,8 @@ void ParseOwnOptions(std::vector<std::string> arguments, Options& options) {
         throw UsageError("--format needs --explain");
     if (isExplained)
         options.explain = format.value_or(ExplainFormat::Text);
-    options.images.assign(pointers.begin() + optind, pointers.begin() + count);
+    std::transform(pointers.begin() + optind, pointers.begin() + count,
+                   std::back_inserter(options.images), image::MakePath);
     if (options.images.empty())
         throw UsageError("IMAGE is missing");
     if (options.images.size() > 1 && (options.out || options.explain))

@@ -1,6 +1,7 @@
 #include "replay/doubts.h"
 
 #include "image/escape.h"
+#include "image/host_path.h"
 #include "image/image_error.h"
 #include "platform/simulated/machine/installer_tree.h"
 #include "platform/simulated/texts/letter_case.h"
@@ -28,7 +29,8 @@ struct Contents {
 };
 
 std::string FoldName(const fs::path& path) {
-    return EncodeUtf8(FoldCase(platform::simulated::DecodeUtf8(path.string()).value_or(u"")));
+    return EncodeUtf8(
+        FoldCase(platform::simulated::DecodeUtf8(image::ShowPath(path)).value_or(u"")));
 }
 
 bool IsExport(const fs::path& path) {
@@ -36,7 +38,7 @@ bool IsExport(const fs::path& path) {
 }
 
 void LookIntoFolder(const fs::path& folder, Contents& contents) {
-    const std::string name = folder.filename().string();
+    const std::string name = image::ShowPath(folder.filename());
     if (name == "C")
         contents.hasDriveC = true;
     else if (FoldName(name) == "C")
@@ -58,7 +60,7 @@ void LookIntoFolder(const fs::path& folder, Contents& contents) {
 Contents LookInto(const fs::path& image) {
     Contents contents;
     for (const fs::directory_entry& entry : fs::directory_iterator(image)) {
-        const std::string name = entry.path().filename().string();
+        const std::string name = image::ShowPath(entry.path().filename());
         if (entry.is_directory())
             LookIntoFolder(entry.path(), contents);
         else if (IsExport(entry.path()))
@@ -92,7 +94,7 @@ std::vector<std::string> ListDoubts(const fs::path& folder, const Machine& machi
     try {
         contents = LookInto(folder);
     } catch (const fs::filesystem_error& error) {
-        throw image::ImageError(error.path1().string(), 0, error.code().message());
+        throw image::ImageError(image::ShowPath(error.path1()), 0, error.code().message());
     }
     std::vector<std::string> doubts = contents.misplaced;
     if (!contents.hasExport)

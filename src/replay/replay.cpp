@@ -1,6 +1,7 @@
 #include "replay/replay.h"
 
 #include "image/escape.h"
+#include "image/host_path.h"
 #include "image/image.h"
 #include "image/image_error.h"
 #include "platform/simulated/machine/machine.h"
@@ -32,13 +33,13 @@ void CheckOutFolder(const fs::path& image, const fs::path& out) {
     if (out.empty())
         throw UsageError("--out: the name of the folder is empty");
     if (fs::exists(out) && !fs::is_directory(out))
-        throw UsageError("--out: " + out.string() + " is not a folder");
+        throw UsageError("--out: " + image::ShowPath(out) + " is not a folder");
     if (fs::exists(out) && !fs::is_empty(out))
-        throw UsageError("--out: " + out.string() + " is not empty");
+        throw UsageError("--out: " + image::ShowPath(out) + " is not empty");
     const fs::path inner = fs::weakly_canonical(fs::absolute(out));
     const fs::path outer = fs::weakly_canonical(fs::absolute(image));
     if (std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end()).first == outer.end())
-        throw UsageError("--out: " + out.string() + " lies inside the image");
+        throw UsageError("--out: " + image::ShowPath(out) + " lies inside the image");
 }
 
 std::string FormatExplanation(const Explanation& explanation, ExplainFormat format,
@@ -66,7 +67,7 @@ Replayed ReplayImage(const Options& options, const fs::path& folder, std::ostrea
     image::Image loaded = image::ReadImage(folder);
     const std::vector<std::u16string> arguments = options.runArguments.value_or(loaded.arguments);
     for (const std::string& doubt : ListDoubts(folder, loaded.machine, arguments))
-        err << "saltrove-replay: " << image::EscapeControls(folder.string())
+        err << "saltrove-replay: " << image::EscapeControls(image::ShowPath(folder))
             << ": warning: " << doubt << "\n";
     ApplyRehearsal(options.rehearsal, arguments.empty() ? std::u16string() : arguments.front(),
                    loaded.machine);
@@ -74,7 +75,7 @@ Replayed ReplayImage(const Options& options, const fs::path& folder, std::ostrea
     try {
         replayed.report = RunOnMachine(replayed.machine, arguments);
     } catch (const platform::simulated::HostFileError& error) {
-        throw image::ImageError(error.path.string(), 0, error.what());
+        throw image::ImageError(image::ShowPath(error.path), 0, error.what());
     }
     return replayed;
 }
@@ -108,12 +109,12 @@ int ReportPilot(const Options& options, std::ostream& out, std::ostream& err) {
             summary.state = "not readable";
             status = kExitBadImage;
         } catch (const UsageError& error) {
-            err << "saltrove-replay: " << image::EscapeControls(folder.string()) << ": "
+            err << "saltrove-replay: " << image::EscapeControls(image::ShowPath(folder)) << ": "
                 << error.what() << "\n";
             summary.state = "not rehearsed";
             status = kExitUsage;
         }
-        summary.image = folder.string();
+        summary.image = image::ShowPath(folder);
         summaries.push_back(std::move(summary));
     }
     out << FormatPilot(summaries);
@@ -146,8 +147,8 @@ int RunReplay(const std::vector<std::string>& arguments, std::ostream& out, std:
         return kExitBadImage;
     } catch (const fs::filesystem_error& error) {
         err << "saltrove-replay: the image after the run cannot be written: "
-            << image::EscapeControls(error.path1().string()) << ": " << error.code().message()
-            << "\n";
+            << image::EscapeControls(image::ShowPath(error.path1())) << ": "
+            << error.code().message() << "\n";
         return kExitCannotWrite;
     }
 }
