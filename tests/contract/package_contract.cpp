@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 
 namespace platform {
@@ -13,9 +14,15 @@ namespace {
 
 const char16_t* const kReadOnlyPatchFile = reinterpret_cast<const char16_t*>(32);
 
+/// Where the machine images are: where the environment says so, or in the sources.
+std::string GetImages() {
+    const char* folder = std::getenv("SALTROVE_IMAGES");
+    return folder == nullptr ? SALTROVE_IMAGES : folder;
+}
+
 /// A patch package with three rows of metadata, of which the second is its description.
 const std::string kPackage =
-    test::ReadFile(SALTROVE_IMAGES "/orphans-of-every-kind/C/Windows/Installer/first.msp");
+    test::ReadFile(GetImages() + "/orphans-of-every-kind/C/Windows/Installer/first.msp");
 
 class PackageContract : public testing::Test {
   protected:
