@@ -3,6 +3,7 @@
 // and compares what a run was expected to change with what it changed.
 
 #include "cleanup/package_removal.h"
+#include "image/changes.h"
 #include "image/host_path.h"
 #include "image/image.h"
 #include "image/reg_file.h"
@@ -13,7 +14,6 @@
 #include "platform/simulated/texts/unicode.h"
 #include "platform/start.h"
 #include "product/cleanup_key.h"
-#include "replay/changes.h"
 
 #include <algorithm>
 #include <chrono>
@@ -235,11 +235,11 @@ int Clean(const fs::path& folder) {
 
 /// A line for each thing that a run changed.
 std::multiset<std::string> ListChanges(const Machine& before, const Machine& after) {
-    const replay::Changes changes = replay::CompareMachines(before.registry, before.drive, after);
+    const image::Changes changes = image::CompareMachines(before.registry, before.drive, after);
     std::multiset<std::string> lines;
     for (const std::u16string& key : changes.newKeys)
         lines.insert("new key: " + EncodeUtf8(key));
-    for (const replay::ValueChange& change : changes.values) {
+    for (const image::ValueChange& change : changes.values) {
         std::string data = EncodeUtf8(image::FormatRegData(change.after));
         if (IsCleanupTime(change.after) &&
             std::abs(GetNow() - platform::simulated::GetDword(&change.after).value_or(0)) <
@@ -247,7 +247,7 @@ std::multiset<std::string> ListChanges(const Machine& before, const Machine& aft
             data = "now";
         lines.insert("value: " + EncodeUtf8(change.keyPath + u"\\" + change.name) + " = " + data);
     }
-    for (const replay::RemovedFile& file : changes.removedFiles)
+    for (const image::RemovedFile& file : changes.removedFiles)
         lines.insert("removed: " + EncodeUtf8(file.path));
     for (const std::u16string& path : changes.restartDeletions)
         lines.insert("goes at the restart: " + EncodeUtf8(path));
@@ -286,12 +286,9 @@ int Compare(const fs::path& before, const fs::path& expected, const fs::path& af
     differ("    seen, and not expected: ", surplus);
     if (status != expectedStatus)
         differences.push_back("    exit code: " + status + " and not " + expectedStatus);
-    const std::vector<std::string> log = ReadLog(saltrove::kRunLogPath);
-    const std::vector<std::string> expectedLog =
-        ReadLog(expected / "C/Windows/Temp/PatchCleanuplog.txt");
-    // What stood in it before the run is not in the collected image.
-    if (expectedLog.size() > log.size() ||
-        !std::equal(expectedLog.rbegin(), expectedLog.rend(), log.rbegin())) {
+    const auto log = ReadLog(saltrove::kRunLogPath);
+    const auto expectedLog = ReadLog(expected / "C/Windows/Temp/PatchCleanuplog.txt");
+    if (log != expectedLog) {
         differ("    run log expected: ", expectedLog);
         differ("    run log: ", log);
     }

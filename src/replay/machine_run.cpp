@@ -49,7 +49,7 @@ ProcessReport RunProcess(Machine& machine, const std::vector<std::u16string>& ar
         report.logFate = LogFate::Written;
     else if (machine.CountCalls("_wfsopen") > oldOpenings)
         report.logFate = LogFate::NotWritten;
-    report.changes = CompareMachines(registryBefore, driveBefore, machine);
+    report.changes = image::CompareMachines(registryBefore, driveBefore, machine);
     report.startedProcesses.assign(machine.startedProcesses.begin() +
                                        static_cast<std::ptrdiff_t>(oldProcesses),
                                    machine.startedProcesses.end());

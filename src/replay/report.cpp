@@ -105,10 +105,10 @@ std::string DescribeValue(const RegistryValue& value) {
     return EncodeUtf8(image::FormatRegData(value));
 }
 
-void ReportRegistry(const Changes& changes, ReportWriter& writer) {
+void ReportRegistry(const image::Changes& changes, ReportWriter& writer) {
     writer.WriteHeading("Registry values");
     std::u16string_view keyPath;
-    for (const ValueChange& change : changes.values) {
+    for (const image::ValueChange& change : changes.values) {
         if (change.keyPath != keyPath) {
             keyPath = change.keyPath;
             const bool isNew = std::find(changes.newKeys.begin(), changes.newKeys.end(),
@@ -124,10 +124,10 @@ void ReportRegistry(const Changes& changes, ReportWriter& writer) {
         writer.WriteLine(1, "none changed");
 }
 
-void ReportRemovedFiles(const std::vector<RemovedFile>& files, ReportWriter& writer) {
+void ReportRemovedFiles(const std::vector<image::RemovedFile>& files, ReportWriter& writer) {
     writer.WriteHeading("Files removed");
     std::uintmax_t sum = 0;
-    for (const RemovedFile& file : files) {
+    for (const image::RemovedFile& file : files) {
         sum += file.size;
         writer.WriteLine(1, EncodeUtf8(file.path) + ", " + std::to_string(file.size) + " bytes");
     }

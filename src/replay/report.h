@@ -1,7 +1,7 @@
 #pragma once
 
+#include "image/changes.h"
 #include "platform/simulated/machine/machine.h"
-#include "replay/changes.h"
 #include "run/run_driver.h"
 
 #include <string>
@@ -23,7 +23,7 @@ struct ProcessReport {
     saltrove::RunRecord record;  ///< what the program itself tells of it
     LogFate logFate = LogFate::Off;
     std::string logBytes;  ///< what it added to the log file, as it stands there
-    Changes changes;
+    image::Changes changes;
     std::vector<platform::simulated::StartedProcess> startedProcesses;
     std::vector<platform::simulated::UndecodedPackage> undecodedPackages;
     int exitCode = 0;

@@ -65,7 +65,7 @@ set "SALTROVE_IMAGES=%kit%images"
 mkdir "%work%\contracts"
 call :list before
 rem Any machine's undo.reg has the restart deletions as they are now.
-for /f "usebackq delims=" %%I in ("%work%\machines.txt") do "%bin%\proof.exe" prepare "%kit%images\%%I" "%work%\contracts"
+for /f "usebackq delims=" %%I in ("%work%\machines.txt") do if not exist "%work%\contracts\undo.reg" "%bin%\proof.exe" prepare "%kit%images\%%I" "%work%\contracts"
 "%bin%\windows_contract_tests.exe" --gtest_print_time=0 >"%work%\contracts.txt" 2>&1
 if errorlevel 1 set failed=1
 rem What they started may still hold their output for a moment.

@@ -122,7 +122,7 @@ void CheckRecords(const FinishedRun& run, Findings& findings) {
     }
     findings.Expect(states <= 1 && (states == 0 || last == u"ExitState"),
                     "ExitState is written once and behind all else");
-    for (const replay::ValueChange& change : run.report.changes.values)
+    for (const image::ValueChange& change : run.report.changes.values)
         findings.Expect(isMarker || FoldCase(change.keyPath) == store, "nothing else is changed",
                         change.keyPath);
 }
@@ -214,7 +214,7 @@ FinishedRun FinishRun(const Machine& machine, const std::vector<std::u16string>&
     std::vector<std::u16string> commandLine = arguments;
     commandLine.insert(commandLine.begin(), machine.process.module);
     run.report = replay::RunProcess(run.after, commandLine);
-    for (const replay::RemovedFile& file : run.report.changes.removedFiles)
+    for (const image::RemovedFile& file : run.report.changes.removedFiles)
         run.deleted.insert(LocateFile(file.path));
     for (const std::u16string& path : run.report.changes.restartDeletions)
         run.marked.insert(LocateFile(path));

@@ -8,7 +8,7 @@
 #include <vector>
 
 /// What a run changed on a machine.
-namespace replay {
+namespace image {
 
 /// A value that was set or altered. (No call that is simulated removes one.)
 struct ValueChange {
@@ -35,4 +35,4 @@ struct Changes {
                                       const platform::simulated::Drive& driveBefore,
                                       const platform::simulated::Machine& after);
 
-}  // namespace replay
+}  // namespace image

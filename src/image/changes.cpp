@@ -1,8 +1,8 @@
-#include "replay/changes.h"
+#include "image/changes.h"
 
 #include "platform/simulated/machine/pending_renames.h"
 
-namespace replay {
+namespace image {
 
 namespace {
 
@@ -53,4 +53,4 @@ Changes CompareMachines(const Registry& registryBefore, const Drive& driveBefore
     return changes;
 }
 
-}  // namespace replay
+}  // namespace image
