@@ -1,0 +1,31 @@
+@echo off
+rem Runs Saltrove with the version of the product that is installed now, which a task that named a
+rem version would not follow.
+rem
+rem   clean PRODUCTCODE [simulate]
+rem
+rem The version is DisplayVersion of the product's entry among the installed programs, of 64 bits or of
+rem 32. Saltrove.exe lies beside this file, which is run as LocalSystem or as administrator.
+rem
+rem Exit status: that of Saltrove.exe; 2 if the product is not installed, 64 for a wrong command line.
+setlocal EnableExtensions DisableDelayedExpansion
+if "%~1"=="" goto usage
+if not "%~3"=="" goto usage
+if "%~2"=="" goto clean
+if /i not "%~2"=="simulate" goto usage
+
+:clean
+set "key=HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall\%~1"
+set "version="
+for %%V in (64 32) do if not defined version for /f "tokens=2*" %%A in ('reg query "%key%" /v DisplayVersion /reg:%%V 2^>nul ^| find "REG_SZ"') do set "version=%%B"
+if not defined version goto absent
+"%~dp0Saltrove.exe" "%~1" "%version%" %~2
+exit /b %errorlevel%
+
+:absent
+>&2 echo clean: %~1 is not among the installed programs
+exit /b 2
+
+:usage
+>&2 echo usage: clean PRODUCTCODE [simulate]
+exit /b 64
