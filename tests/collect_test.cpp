@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <random>
 #include <set>
 #include <sstream>
 
@@ -21,25 +20,8 @@ namespace {
 namespace fs = std::filesystem;
 using namespace test;
 
-/// A folder for one test, removed at its end.
 class Collect : public testing::Test {
-  public:
-    Collect(const Collect&) = delete;
-    Collect& operator=(const Collect&) = delete;
-
   protected:
-    Collect()
-        : folder_(fs::temp_directory_path() /
-                  ("saltrove-collect-" + std::to_string(std::random_device{}()))),
-          // saltrove-replay is given names in the system's own code page on Windows.
-          target_(folder_ / "new" /
-                  (fs::path::preferred_separator == '\\' ? u8"t" : u8"\u00E9t\u00E9")) {
-        fs::create_directories(folder_);
-    }
-    ~Collect() override {
-        fs::remove_all(folder_);
-    }
-
     /// Runs saltrove-collect on the machine, which it may not change.
     int CollectFrom(Machine& machine, std::vector<std::u16string> arguments) {
         arguments.insert(arguments.begin(), u"saltrove-collect");
@@ -64,8 +46,9 @@ class Collect : public testing::Test {
         return CollectFrom(machine, {target_.u16string()});
     }
 
-    fs::path folder_;
-    fs::path target_;
+    TemporaryFolder temporary_;
+    const fs::path& folder_ = temporary_.path;
+    const fs::path target_ = folder_ / "new" / u8"\u00E9t\u00E9";
     std::string out_;
     std::string err_;
 };

@@ -64,20 +64,16 @@ TEST_P(ExplainedImages, LinkTheLogAndCountTheBytes) {
     }
     for (const json& total : document["totals"])
         EXPECT_EQ(total["bytes"], bytes[total["verdict"]]) << total;
+    const std::regex named(R"(\] (Patch|Orphan): .*\))");
+    const std::regex ofPackage(R"(\] (Patch|Orphan): |\]   \[FAIL\] )");
     for (const json& line : document["log"]) {
         const std::string text = line["text"];
-        const bool isOfPackage = text.find("] Patch: ") != std::string::npos ||
-                                 text.find("] Orphan: ") != std::string::npos ||
-                                 text.find("]   [FAIL] ") != std::string::npos;
-        ASSERT_TRUE(!isOfPackage || line["package"].is_number()) << text;
-        if (text.find("] Patch: ") == std::string::npos &&
-            text.find("] Orphan: ") == std::string::npos)
+        ASSERT_TRUE(!std::regex_search(text, ofPackage) || line["package"].is_number()) << text;
+        if (!std::regex_search(text, named))
             continue;
         const json& package = document["packages"][line["package"].get<std::size_t>()];
         const std::string path = package["path"].is_null() ? "" : package["path"];
-        const std::string name = path.substr(path.rfind('\\') + 1);
-        const bool isWhole = text.back() == ')';
-        EXPECT_TRUE(!isWhole || text.find(name) != std::string::npos) << text << " " << name;
+        EXPECT_NE(text.find(path.substr(path.rfind('\\') + 1)), std::string::npos) << text;
     }
 }
 
@@ -299,7 +295,9 @@ TEST(Explain, AfterGivingUpNothingIsToldAsGoneAndWithoutALogAllIsTold) {
     Machine machine = MakeIncrementalMachine();
     machine.drive.AddFile(kCache + u"8.msp", kOwnPackage);
     machine.drive.AddFile(kCache + u"9.msp", "");
-    std::string rows = DescribeRows(ExplainMachine(machine, u"1.2.3"));
+    const Explanation givenUp = ExplainMachine(machine, u"1.2.3");
+    EXPECT_NE(givenUp.rows[0].reason.find(u"nothing was decided"), std::u16string::npos);
+    std::string rows = DescribeRows(givenUp);
     EXPECT_TRUE(rows.ends_with("5.msp patch kept\n8.msp orphan left-alone\n"
                                "9.msp no-package left-alone\n"))
         << rows;

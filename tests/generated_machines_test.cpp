@@ -117,18 +117,16 @@ TEST(GeneratedMachine, LossesAreThoseThatAreTold) {
 TEST(GeneratedMachine, CanBeWrittenAsAnImageAndReplayed) {
     for (std::uint64_t seed = 1; seed <= 40; ++seed) {
         SCOPED_TRACE(seed);
-        const fs::path folder =
-            fs::temp_directory_path() / ("saltrove-test-" + std::to_string(std::random_device{}()));
+        const TemporaryFolder folder;
         const GeneratedMachine generated = GenerateFrom(seed, 8);
-        WriteGeneratedImage(generated, folder);
-        const image::Image image = image::ReadImage(folder);
+        WriteGeneratedImage(generated, folder.path);
+        const image::Image image = image::ReadImage(folder.path);
         const FinishedRun run = FinishRun(generated.machine, generated.arguments);
         const FinishedRun again = FinishRun(image.machine, image.arguments);
         EXPECT_EQ(again.asked, run.asked);
         EXPECT_EQ(again.deleted, run.deleted);
         EXPECT_EQ(again.marked, run.marked);
         EXPECT_EQ(again.report.logBytes, run.report.logBytes);
-        fs::remove_all(folder);
     }
 }
 

@@ -77,27 +77,6 @@ TEST(PackageMetadata, ReadsEveryShapeOfPackage) {
     }
 }
 
-TEST(PackageMetadata, ReadsTheTextsInThePackagesCodePage) {
-    const struct {
-        std::uint32_t codePage;
-        const char* bytes;
-        std::u16string text;
-    } cases[] = {
-        {0, "\x80 \xE8 \x81", u"\u20AC \u00E8 \u0081"},
-        {850, "mise \x85 jour", u"mise \u00E0 jour"},
-        {1250, "bal\xED\xE8k \x81", u"bal\u00ED\u010Dk \u0081"},
-        {1255, "\xE9\xCA \xFF", u"\u05D9\u05BA \uF896"},
-        // A second byte like a backslash, an undefined pair, a lead byte that stands alone.
-        {932, "\x83\x5C\x83t\x83g \x81\xFF \x83", u"\u30BD\u30D5\u30C8 \u30FB \u30FB"},
-        {65001, "\xC4\x8D \xE4\xB8", u"\u010D \uFFFD\uFFFD"},
-    };
-    for (const auto& row : cases) {
-        Package package = MakePackage({{"Before", "\x83"}, {"Description", row.bytes}});
-        package.codePage = row.codePage;
-        EXPECT_EQ(Read(WritePackage(package)).description, row.text) << row.codePage;
-    }
-}
-
 TEST(PackageMetadata, SaysWhatFailsAndLeavesNothingOpen) {
     const std::string whole = WritePackage(kPackage);
     const struct {

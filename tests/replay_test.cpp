@@ -12,7 +12,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <random>
 #include <set>
 #include <sstream>
 
@@ -30,21 +29,10 @@ using test::FindImages;
 using test::MakeTestName;
 using test::ReadFile;
 
-/// A folder for one test, removed at its end.
 class Replay : public testing::Test {
-  public:
-    Replay(const Replay&) = delete;
-    Replay& operator=(const Replay&) = delete;
-
   protected:
     Replay() {
-        folder_ =
-            fs::temp_directory_path() / ("saltrove-test-" + std::to_string(std::random_device{}()));
-        image_ = folder_ / "image";
         fs::create_directories(image_);
-    }
-    ~Replay() override {
-        fs::remove_all(folder_);
     }
     /// Writes a file of the image.
     void Write(const std::string& name, const std::string& bytes) {
@@ -83,8 +71,9 @@ class Replay : public testing::Test {
         }
     }
 
-    fs::path folder_;
-    fs::path image_;
+    test::TemporaryFolder temporary_;
+    const fs::path& folder_ = temporary_.path;
+    const fs::path image_ = folder_ / "image";
     std::string out_;
     std::string err_;
 };
@@ -121,39 +110,6 @@ TEST_P(Images, ReplayAsExpectedAndStayAsTheyAre) {
     const fs::path removed = "C/Windows/Installer/2f60d5.msp";
     EXPECT_EQ(fs::exists(out / removed), name != "incremental" && fs::exists(GetParam() / removed));
     EXPECT_EQ(RunReplayWith({out.string()}), status);
-}
-
-/// The files of an image's drive, with their sizes and attributes, but for the run log.
-std::string ListFiles(const fs::path& folder) {
-    std::string text;
-    const test::Machine machine = image::ReadImage(folder).machine;
-    machine.drive.GetNodes().Walk([&](const std::u16string& path, const auto& node) {
-        if (path != test::kLog)
-            text += platform::simulated::EncodeUtf8(path) + " " +
-                    std::to_string(GetAttributes(node)) + " " + std::to_string(node.size) + "\n";
-    });
-    return text;
-}
-
-TEST_P(Images, ReplayTheSameWithoutTheBytesOfTheirPackages) {
-    test::Machine machine = image::ReadImage(GetParam()).machine;
-    test::DropPackageBytes(machine);
-    image::WriteImage(machine, GetParam(), image_);
-    const fs::path out = folder_ / "out";
-    const int status = RunReplayWith({image_.string(), "--out", out.string()});
-    EXPECT_EQ(out_,
-              ReadFile(fs::path(SALTROVE_EXPECTED) / (GetParam().filename().string() + ".txt")));
-    // What was written holds the packages that are left.
-    const fs::path outOfBytes = folder_ / "out-of-bytes";
-    EXPECT_EQ(RunReplayWith({GetParam().string(), "--out", outOfBytes.string()}), status);
-    EXPECT_EQ(ListFiles(out), ListFiles(outOfBytes));
-    // All of machine.ini but the faults can be written anew.
-    const std::string ini = image::FormatMachineIni(machine);
-    test::Machine again;
-    image::ReadMachineIni("again.ini", ini, again);
-    EXPECT_EQ(image::FormatMachineIni(again), ini);
-    EXPECT_EQ(again.process.account, machine.process.account);
-    EXPECT_EQ(again.clock.utc, machine.clock.utc);
 }
 
 INSTANTIATE_TEST_SUITE_P(Samples, Images, testing::ValuesIn(FindImages(SALTROVE_SAMPLES)),

@@ -1,6 +1,5 @@
 #include "support/machines.h"
 
-#include "collect/file_parts.h"
 #include "image/reg_file.h"
 #include "platform/simulated/texts/unicode.h"
 #include "run/run_driver.h"
@@ -77,21 +76,6 @@ void AddPatch(Machine& machine, int number, const Patch& patch) {
     machine.registry.SetDword(GetStateKey(number), u"State", patch.state);
     machine.registry.SetText(GetSourceListKey(number), u"PackageName", patch.packageName);
     machine.drive.AddFile(kCache + patch.file, kOwnPackage);
-}
-
-void DropPackageBytes(Machine& machine) {
-    const MachineScope scope(machine);
-    for (const auto* entry : machine.drive.GetNodes().GetChildren(u"C:\\Windows\\Installer")) {
-        const std::size_t undecoded = machine.undecodedPackages.size();
-        const std::u16string path = kCache + entry->name;
-        platform::simulated::FileNode& node = *machine.drive.FindToChange(path);
-        const auto reading = collect::ReadPackage(path);
-        if (node.isDirectory || machine.undecodedPackages.size() > undecoded)
-            continue;
-        node.hostFile.clear();
-        node.bytes.clear();
-        node.reading = reading;
-    }
 }
 
 Machine MakeIncrementalMachine() {

@@ -48,10 +48,6 @@ Machine MakeMachine();
 /// its package.
 void AddPatch(Machine& machine, int number, const Patch& patch);
 
-/// Replaces the bytes of each file in the cache folder by what the program reads in it. A package
-/// that this machine cannot decode stays as it is.
-void DropPackageBytes(Machine& machine);
-
 /// Makes every read of a property of the patch fail.
 void FailProperty(Machine& machine, int number, const std::u16string& property);
 
