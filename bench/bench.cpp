@@ -201,7 +201,10 @@ bool ReportRows() {
         std::printf("| %s | %zu | %.1f | %.1f", row.name.c_str(), row.patches, row.seconds * 1e3,
                     row.floor * 1e3);
         hold(" | %.2f%s", row.ratio, row.most);
-        hold(" | %.1f%s", row.growth, kMostGrowth);
+        if (row.growth == 0)
+            std::printf(" | ");
+        else
+            hold(" | %.1f%s", row.growth, kMostGrowth);
         hold(" | %.0f%s |\n", row.bytes, kMostBytes);
     }
     return isGood;

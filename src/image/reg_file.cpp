@@ -329,6 +329,10 @@ void ReadRegFile(const std::string& file, std::string bytes, std::u16string_view
     RegReader(file, text).Read(account, registry);
 }
 
+std::u16string FormatRegName(std::u16string_view name) {
+    return name.empty() ? u"@" : QuoteForExport(name);
+}
+
 std::u16string FormatRegData(const RegistryValue& value) {
     if (IsPlainText(value))
         return QuoteForExport(platform::simulated::GetText(value.data));
@@ -352,9 +356,8 @@ std::string FormatRegFile(const Registry& registry) {
     registry.GetKeys().Walk([&](const std::u16string& path, const RegistryValues& values) {
         text += u"\r\n[" + path + u"]\r\n";
         for (const auto& [foldedName, value] : values) {
-            const std::u16string name = value.name.empty() ? u"@" : QuoteForExport(value.name);
             const std::u16string data = FormatRegData(value);
-            std::u16string line = name;
+            std::u16string line = FormatRegName(value.name);
             line.append(u"=").append(data);
             text.append(data.starts_with(u"hex") ? WrapHexLine(line) : line).append(u"\r\n");
         }

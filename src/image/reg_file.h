@@ -22,6 +22,10 @@ void ReadRegFile(const std::string& file, std::string bytes, std::u16string_view
 /// their order without regard to case. Reading it gives the same registry again.
 [[nodiscard]] std::string FormatRegFile(const platform::simulated::Registry& registry);
 
+/// The name of a value as an export has it in front of the "=": in quotes, or "@" where it is
+/// empty.
+[[nodiscard]] std::u16string FormatRegName(std::u16string_view name);
+
 /// The data of a value as an export has it behind the "=", on one line: a text in quotes where the
 /// data is one text with its terminator and without line ends, "dword:" for a REG_DWORD of 4
 /// bytes, else "hex:" or "hex(N):" with every byte.

@@ -89,14 +89,7 @@ void SaveValue(const platform::RegistryKey& key, const std::u16string& path,
         saved.SetValue(path, name, type, std::move(data));
         return;
     }
-    std::u16string quoted;
-    for (const char16_t character : name) {
-        if (character == u'\\' || character == u'"')
-            quoted.push_back(u'\\');
-        quoted.push_back(character);
-    }
-    deletions +=
-        u"[" + path + u"]\r\n" + (name.empty() ? u"@" : u"\"" + quoted + u"\"") + u"=-\r\n";
+    deletions += u"[" + path + u"]\r\n" + image::FormatRegName(name) + u"=-\r\n";
 }
 
 /// The bytes of a registry export, with more lines at its end.

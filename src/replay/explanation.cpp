@@ -114,8 +114,9 @@ Explanation ExplainRun(const Machine& before, const ProcessReport& report) {
     explanation.exitCode = report.exitCode;
     explanation.basis = FindBasis(record);
     explanation.ending = DescribeEnding(record, report.exitCode);
-    for (std::u16string& line : SplitLog(report.logBytes))
-        explanation.log.push_back({std::move(line), std::nullopt});
+    VisitLogLines(report.logBytes, [&](const std::u16string& line) {
+        explanation.log.push_back({line, std::nullopt});
+    });
     if (explanation.basis == Basis::Nothing)
         return explanation;
 

@@ -43,8 +43,8 @@ ProcessReport RunProcess(Machine& machine, const std::vector<std::u16string>& ar
     report.leftOpen = machine.open.Count();
     machine.open = {};  // what a process leaves open ends with it
     report.badHandles = machine.badHandles - oldBadHandles;
-    const std::string log = ReadLog(machine.drive);
-    report.logBytes = log.substr(std::min(oldLogSize, log.size()));
+    report.logBytes = ReadLog(machine.drive);
+    report.logBytes.erase(0, oldLogSize);
     if (!report.logBytes.empty())
         report.logFate = LogFate::Written;
     else if (machine.CountCalls("_wfsopen") > oldOpenings)

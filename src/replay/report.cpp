@@ -70,12 +70,12 @@ std::string DescribeCharacter(char16_t character) {
 void ReportLogLines(const ProcessReport& report, ReportWriter& writer) {
     const std::vector<std::string> unread = ListUnreadPackages(report.record);
     auto nextUnread = unread.begin();
-    for (const std::u16string& line : SplitLog(report.logBytes)) {
+    VisitLogLines(report.logBytes, [&](const std::u16string& line) {
         writer.WriteLine(0, EncodeUtf8(line));
         // Only these lines are about a package that they do not name, one line a package.
         if (TellsOfFailure(line) && nextUnread != unread.end())
             writer.WriteLine(2, *nextUnread++);
-    }
+    });
     if (report.record.logCutAt)
         writer.WriteLine(1, "(the log ends here: " + DescribeCharacter(*report.record.logCutAt) +
                                 " cannot stand in it)");
@@ -200,17 +200,16 @@ bool TellsOfFailure(std::u16string_view line) {
     return GetLogText(line).starts_with(u"  [FAIL] ");
 }
 
-std::vector<std::u16string> SplitLog(std::string_view bytes) {
-    std::vector<std::u16string> lines;
+void VisitLogLines(std::string_view bytes,
+                   const std::function<void(const std::u16string& line)>& visit) {
     while (!bytes.empty()) {
         const std::string_view line = bytes.substr(0, bytes.find("\r\n"));
         bytes.remove_prefix(std::min(line.size() + 2, bytes.size()));
         std::u16string text;
         for (const char byte : line)
             text.push_back(static_cast<unsigned char>(byte));
-        lines.push_back(std::move(text));
+        visit(text);
     }
-    return lines;
 }
 
 std::string FormatReport(const RunReport& report, bool isColoured) {

@@ -4,6 +4,7 @@
 #include "platform/simulated/machine/machine.h"
 #include "run/run_driver.h"
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,8 +43,10 @@ struct RunReport {
     std::vector<StartedProcessReport> started;  ///< in the order in which they ran
 };
 
-/// The lines of a run log's bytes, without their ends: a byte is the character U+0001 to U+00FF.
-[[nodiscard]] std::vector<std::u16string> SplitLog(std::string_view bytes);
+/// Calls `visit` with each line of a run log's bytes, without its end: a byte is the character
+/// U+0001 to U+00FF. The lines of a long log would take a multiple of its room all at once.
+void VisitLogLines(std::string_view bytes,
+                   const std::function<void(const std::u16string& line)>& visit);
 
 /// A line of the log without its time stamp; empty if it has none, as behind a line feed in a text.
 [[nodiscard]] std::u16string_view GetLogText(std::u16string_view line);

@@ -4,7 +4,8 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <set>
+#include <iterator>
+#include <unordered_set>
 
 namespace platform::simulated {
 
@@ -24,6 +25,7 @@ constexpr std::size_t kRuns[] = {8, 4, 4, 2, 2, 2, 2, 2, 2, 2, 2};
 /// Turns every run around, which is packing and unpacking in one.
 std::u16string TurnRuns(std::u16string_view digits) {
     std::u16string turned;
+    turned.reserve(digits.size());
     for (const std::size_t run : kRuns) {
         const std::u16string_view part = digits.substr(turned.size(), run);
         turned.append(part.rbegin(), part.rend());
@@ -51,7 +53,10 @@ std::u16string Pack(std::u16string_view guid) {
 }
 
 std::u16string Unpack(std::u16string_view packed) {
-    std::u16string braced = u'{' + TurnRuns(packed) + u'}';
+    // Very many are kept, and a text that grows takes twice what it needs.
+    std::u16string braced;
+    braced.reserve(packed.size() + 2 + std::size(kHyphens));
+    braced.append(1, u'{').append(TurnRuns(packed)).append(1, u'}');
     for (const std::size_t hyphen : kHyphens)
         braced.insert(hyphen, 1, u'-');
     return braced;
@@ -101,7 +106,7 @@ InstallerTree::Product InstallerTree::ReadProduct(const Registry& registry,
         product.end = ERROR_BAD_CONFIGURATION;
         return product;
     }
-    std::set<std::u16string> listed;
+    std::unordered_set<std::u16string> listed;
     for (const std::u16string& code :
          list == nullptr ? std::vector<std::u16string>() : GetTextList(list->data)) {
         if (!IsPackedCode(code)) {
