@@ -157,8 +157,8 @@ TEST(MachineIni, NamesWhatIsWrongWithAPackage) {
         {"[package]\ndescription = \"\\u12\"45\"", "is not a character in hexadecimal digits"},
         {"[package]\ndescription = \"\\u0000\"", "\"0000\" is not a character"},
     };
-    for (const auto& [bytes, error] : cases)
-        test::ExpectImageError(error, [&, &bytes = bytes] { Read(bytes); });
+    for (const auto& row : cases)
+        test::ExpectImageError(row.second, [&] { Read(row.first); });
     test::ExpectImageError("machine.ini:2: [package]: \"C:\\A.msp\" is a file in C/ as well", [] {
         Machine machine;
         machine.drive.AddFile(u"C:\\a.msp", "");
