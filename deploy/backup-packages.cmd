@@ -25,14 +25,15 @@ if exist "%folder%" goto nothing
 mkdir "%folder%"
 if not exist "%folder%" goto nothing
 "%~dp0saltrove-collect.exe" --removals "%~3" "%~4" >"%list%"
-if errorlevel 1 goto undo
+rem A program that crashes ends with a number below 0, which "if errorlevel 1" would not see.
+if not "%errorlevel%"=="0" goto undo
 for /f "usebackq eol=| delims=" %%P in ("%list%") do (
     set "bad="
     rem Two packages of one name would come from two folders.
     if exist "%folder%\%%~nxP" set "bad=1"
     if not exist "%folder%\%%~nxP" copy /b "%%P" "%folder%\%%~nxP" >nul
     if not exist "%folder%\%%~nxP" set "bad=1"
-    fc /b "%%P" "%folder%\%%~nxP" >nul 2>&1
+    "%SystemRoot%\System32\fc.exe" /b "%%P" "%folder%\%%~nxP" >nul 2>&1
     if errorlevel 1 set "bad=1"
     if defined bad set "failed=1"
     if defined bad >&2 echo NOT SAVED: %%P
@@ -46,7 +47,7 @@ for /f "usebackq eol=| delims=" %%P in ("%list%") do (
     set "bad="
     if not exist "%%P" copy /b "%folder%\%%~nxP" "%%P" >nul
     if not exist "%%P" set "bad=1"
-    fc /b "%folder%\%%~nxP" "%%P" >nul 2>&1
+    "%SystemRoot%\System32\fc.exe" /b "%folder%\%%~nxP" "%%P" >nul 2>&1
     if errorlevel 1 set "bad=1"
     if defined bad set "failed=1"
     if defined bad >&2 echo NOT AS IT WAS SAVED: %%P

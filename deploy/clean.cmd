@@ -15,9 +15,10 @@ if "%~2"=="" goto clean
 if /i not "%~2"=="simulate" goto usage
 
 :clean
+rem Programs by their whole paths: whoever can write to the current folder could have put others there.
 set "key=HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall\%~1"
 set "version="
-for %%V in (64 32) do if not defined version for /f "tokens=2*" %%A in ('reg query "%key%" /v DisplayVersion /reg:%%V 2^>nul ^| find "REG_SZ"') do set "version=%%B"
+for %%V in (64 32) do if not defined version for /f "tokens=2*" %%A in ('%SystemRoot%\System32\reg.exe query "%key%" /v DisplayVersion /reg:%%V 2^>nul ^| %SystemRoot%\System32\find.exe "REG_SZ"') do set "version=%%B"
 if not defined version goto absent
 "%~dp0Saltrove.exe" "%~1" "%version%" %~2
 exit /b %errorlevel%

@@ -8,6 +8,7 @@
 #include "inventory/installer_query.h"
 #include "platform/clock.h"
 #include "platform/simulated/machine/pending_renames.h"
+#include "platform/simulated/texts/letter_case.h"
 #include "platform/simulated/texts/unicode.h"
 #include "platform/wide_text.h"
 #include "product/cleanup_key.h"
@@ -18,6 +19,7 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <set>
 
 namespace collect {
 
@@ -177,14 +179,20 @@ std::optional<std::string> ListRemovals(const std::u16string& productCode,
         saltrove::RunLinkedPhase(productCode, productVersion, true);
     if (linked.plan.skip)
         return std::nullopt;
+    // In a simulation an orphan may be a package that has been listed as a patch's.
+    std::set<std::u16string> listed;
     std::u16string paths;
+    const auto list = [&](const std::u16string& path) {
+        if (listed.insert(platform::simulated::FoldCase(path)).second)
+            paths += path + u"\n";
+    };
     for (const saltrove::PatchDecision& decision : linked.patches) {
         if (saltrove::IsTakenAway(decision.outcome))
-            paths += decision.patch.localPackage + u"\n";
+            list(decision.patch.localPackage);
     }
     for (const saltrove::CacheEntry& entry : saltrove::RunOrphanPhase(true).entries) {
         if (saltrove::IsTakenAway(entry.outcome))
-            paths.append(saltrove::kInstallerCache).append(entry.fileName).append(u"\n");
+            list(std::u16string(saltrove::kInstallerCache) + entry.fileName);
     }
     return platform::simulated::EncodeUtf8(paths);
 }

@@ -11,6 +11,7 @@
 #include "platform/entry.h"
 #include "platform/registry_access.h"
 #include "platform/simulated/machine/pending_renames.h"
+#include "platform/simulated/texts/letter_case.h"
 #include "platform/simulated/texts/unicode.h"
 #include "platform/start.h"
 #include "product/cleanup_key.h"
@@ -24,6 +25,7 @@
 #include <iterator>
 #include <regex>
 #include <set>
+#include <stdexcept>
 
 namespace {
 
@@ -61,12 +63,21 @@ bool IsCleanupTime(const RegistryValue& value) {
     return value.name == saltrove::kCleanupTimeValue && value.type == platform::REG_DWORD;
 }
 
+/// Throws unless the registry has done what it was asked, or has nothing there.
+void ExpectRead(platform::LSTATUS status, std::u16string_view path) {
+    if (status != 0 && status != platform::ERROR_FILE_NOT_FOUND)
+        throw std::runtime_error(EncodeUtf8(path) + " cannot be read: error " +
+                                 std::to_string(status));
+}
+
 /// Opens a key of the real registry; null if it is not there.
 platform::RegistryKey OpenReal(std::u16string_view path) {
     platform::RegistryKey key;
     if (path.starts_with(kMachineHive))
-        (void)platform::OpenKeyForReading(platform::HKEY_LOCAL_MACHINE,
-                                          std::u16string(path.substr(kMachineHive.size())), key);
+        ExpectRead(platform::OpenKeyForReading(platform::HKEY_LOCAL_MACHINE,
+                                               std::u16string(path.substr(kMachineHive.size())),
+                                               key),
+                   path);
     return key;
 }
 
@@ -89,6 +100,7 @@ void SaveValue(const platform::RegistryKey& key, const std::u16string& path,
         saved.SetValue(path, name, type, std::move(data));
         return;
     }
+    ExpectRead(status, path);
     deletions += u"[" + path + u"]\r\n" + image::FormatRegName(name) + u"=-\r\n";
 }
 
@@ -240,6 +252,12 @@ std::multiset<std::string> ListChanges(const Machine& before, const Machine& aft
             data = "now";
         lines.insert("value: " + EncodeUtf8(change.keyPath + u"\\" + change.name) + " = " + data);
     }
+    before.registry.GetKeys().Walk([&](const std::u16string& path, const auto& values) {
+        for (const auto& [folded, value] : values) {
+            if (after.registry.FindValue(path, value.name) == nullptr)
+                lines.insert("value gone: " + EncodeUtf8(path + u"\\" + value.name));
+        }
+    });
     for (const image::RemovedFile& file : changes.removedFiles)
         lines.insert("removed: " + EncodeUtf8(file.path));
     for (const std::u16string& path : changes.restartDeletions)
@@ -259,12 +277,29 @@ std::vector<std::string> ReadLog(const fs::path& path) {
     return lines;
 }
 
-/// Compares what a run was expected to change with what it has changed. `before` and `after` are
-/// images of this machine, `expected` one that saltrove-replay made of `before`.
-int Compare(const fs::path& before, const fs::path& expected, const fs::path& after,
-            const std::string& expectedStatus, const std::string& status) {
+/// The files of an image that are not on this machine as they were laid, but for those that were
+/// expected to go, and the run log.
+std::vector<std::string> ListDamaged(const Machine& laid, const image::Changes& expected) {
+    std::set<std::u16string> gone{platform::simulated::FoldCase(saltrove::kRunLogPath)};
+    for (const image::RemovedFile& file : expected.removedFiles)
+        gone.insert(platform::simulated::FoldCase(file.path));
+    std::vector<std::string> damaged;
+    laid.drive.GetNodes().Walk([&](const std::u16string& path, const auto& node) {
+        if (!node.isDirectory && !gone.contains(platform::simulated::FoldCase(path)) &&
+            (!fs::exists(path) || ReadBytes(path) != platform::simulated::ReadContent(node)))
+            damaged.push_back(EncodeUtf8(path));
+    });
+    return damaged;
+}
+
+/// Compares what a run was expected to change with what it has changed. `laid` is the image that
+/// was laid over this machine; `before` and `after` are images of the machine, `expected` one that
+/// saltrove-replay made of `before`.
+int Compare(const fs::path& laid, const fs::path& before, const fs::path& expected,
+            const fs::path& after, const std::string& expectedStatus, const std::string& status) {
     const Machine machine = image::ReadImage(before).machine;
-    const auto wanted = ListChanges(machine, image::ReadImage(expected).machine);
+    const Machine expectedMachine = image::ReadImage(expected).machine;
+    const auto wanted = ListChanges(machine, expectedMachine);
     const auto found = ListChanges(machine, image::ReadImage(after).machine);
     std::vector<std::string> differences;
     const auto differ = [&](const std::string& what, const auto& lines) {
@@ -277,6 +312,9 @@ int Compare(const fs::path& before, const fs::path& expected, const fs::path& af
     std::ranges::set_difference(found, wanted, std::back_inserter(surplus));
     differ("    expected, and not seen: ", missing);
     differ("    seen, and not expected: ", surplus);
+    differ("    gone or changed: ",
+           ListDamaged(image::ReadImage(laid).machine,
+                       image::CompareMachines(machine.registry, machine.drive, expectedMachine)));
     if (status != expectedStatus)
         differences.push_back("    exit code: " + status + " and not " + expectedStatus);
     const auto log = ReadLog(saltrove::kRunLogPath);
@@ -305,13 +343,14 @@ int UseCommandLine(std::span<const std::u16string> arguments) {
         return Mark(given[0], given[1]);
     if (command == u"clean" && count == 1)
         return Clean(given[0]);
-    if (command == u"compare" && count == 5)
-        return Compare(given[0], given[1], given[2], EncodeUtf8(given[3]), EncodeUtf8(given[4]));
+    if (command == u"compare" && count == 6)
+        return Compare(given[0], given[1], given[2], given[3], EncodeUtf8(given[4]),
+                       EncodeUtf8(given[5]));
     std::cerr << "usage: proof prepare IMAGE WORK\n"
                  "       proof run IMAGE PROGRAM [ARGUMENT...]\n"
                  "       proof mark IMAGE COLLECTED\n"
                  "       proof clean IMAGE\n"
-                 "       proof compare BEFORE EXPECTED AFTER STATUS STATUS\n";
+                 "       proof compare IMAGE BEFORE EXPECTED AFTER STATUS STATUS\n";
     return 64;
 }
 

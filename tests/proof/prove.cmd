@@ -16,7 +16,7 @@ setlocal EnableExtensions DisableDelayedExpansion
 set "kit=%~dp0"
 set "bin=%kit%bin"
 set "report=%kit%proof.txt"
-set "work=%kit%work"
+set "work=%kit%saltrove-proof-work"
 set "manager=HKLM\SYSTEM\CurrentControlSet\Control\Session Manager"
 set "products=HKLM\SOFTWARE\Kelvane"
 set "policies=HKLM\SOFTWARE\Policies\Kelvane"
@@ -66,18 +66,21 @@ mkdir "%work%\contracts"
 call :list before
 rem Any machine's undo.reg has the restart deletions as they are now.
 for /f "usebackq delims=" %%I in ("%work%\machines.txt") do if not exist "%work%\contracts\undo.reg" "%bin%\proof.exe" prepare "%kit%images\%%I" "%work%\contracts"
+rem A program that crashes ends with a number below 0, which "if errorlevel 1" would not see.
 "%bin%\windows_contract_tests.exe" --gtest_print_time=0 >"%work%\contracts.txt" 2>&1
-if errorlevel 1 set failed=1
+if not "%errorlevel%"=="0" set failed=1
 rem What they started may still hold their output for a moment.
 ping -n 3 127.0.0.1 >nul
 type "%work%\contracts.txt" >>"%report%"
 if %failed%==1 echo the contracts are broken: see proof.txt
+if %failed%==1 >>"%report%" echo the contracts are broken
 call :list after
 for /f "usebackq delims=" %%K in ("%work%\contracts\after.txt") do (
     find "%%K" "%work%\contracts\before.txt" >nul
     if errorlevel 1 reg delete "%%K" /f >nul
 )
 reg import "%work%\contracts\undo.reg" >nul 2>&1
+if not "%errorlevel%"=="0" set failed=1
 if exist "C:\Saltrove Contract" rmdir /s /q "C:\Saltrove Contract"
 reg delete "HKLM\SOFTWARE\Saltrove Contract" /f >nul 2>&1
 
@@ -117,18 +120,19 @@ call :collect before
 if errorlevel 2 goto stuck
 set "step=the files in use"
 "%bin%\proof.exe" mark "%image%" "%place%\before"
-if errorlevel 1 goto stuck
+if not "%errorlevel%"=="0" goto stuck
 set "step=saltrove-replay"
 "%bin%\saltrove-replay.exe" "%place%\before" --out "%place%\expected" >"%place%\replay.txt" 2>&1
 set "expected=%errorlevel%"
 if %expected% geq 64 goto stuck
+if %expected% lss 0 goto stuck
 "%bin%\proof.exe" run "%image%" "%bin%\Saltrove.exe"
 set "status=%errorlevel%"
 set "step=saltrove-collect behind the run"
 call :collect after
 if errorlevel 2 goto stuck
-"%bin%\proof.exe" compare "%place%\before" "%place%\expected" "%place%\after" %expected% %status% >"%place%\differences.txt" 2>&1
-if errorlevel 1 goto differs
+"%bin%\proof.exe" compare "%image%" "%place%\before" "%place%\expected" "%place%\after" %expected% %status% >"%place%\differences.txt" 2>&1
+if not "%errorlevel%"=="0" goto differs
 >>"%report%" echo %~1: agrees
 goto take_away
 
@@ -146,9 +150,12 @@ for %%F in (collect replay) do if exist "%place%\%%F.txt" type "%place%\%%F.txt"
 
 :take_away
 "%bin%\proof.exe" clean "%image%"
-if errorlevel 1 set failed=1
+if not "%errorlevel%"=="0" set failed=1
 reg import "%place%\undo.reg" >nul 2>&1
+if not "%errorlevel%"=="0" set failed=1
 for %%K in ("%products%" "%policies%" "%usersproducts%") do reg delete %%K /f >nul 2>&1
+rem What is not laid any more must not be taken away a second time.
+if exist "%place%\undo.reg" del "%place%\undo.reg"
 exit /b 0
 
 rem Lays the machine in "image": 1 if that cannot be done. What takes it away is in "place".
@@ -156,7 +163,7 @@ rem Lays the machine in "image": 1 if that cannot be done. What takes it away is
 set "step=the registry of the image"
 mkdir "%place%" 2>nul
 "%bin%\proof.exe" prepare "%image%" "%place%"
-if errorlevel 1 exit /b 1
+if not "%errorlevel%"=="0" exit /b 1
 reg import "%place%\machine.reg" >nul 2>&1
 if errorlevel 1 exit /b 1
 set "step=the files of the image"
@@ -167,7 +174,8 @@ exit /b 0
 rem Collects this machine into a folder of "place"; the marker is in the hive of whoever runs this.
 :collect
 "%bin%\proof.exe" run "%image%" "%bin%\saltrove-collect.exe" "%place%\%~1" -- >"%place%\collect.txt" 2>&1
-if errorlevel 2 exit /b 2
+set "collected=%errorlevel%"
+if not "%collected%"=="0" if not "%collected%"=="1" exit /b 2
 reg export "%usersproducts%" "%place%\%~1\user.reg" /y >nul 2>&1
 exit /b 0
 
@@ -183,8 +191,9 @@ exit /b 0
 :undo
 set "image=%kit%images\%~3"
 set "place=%work%\%~3"
+set failed=0
 call :take_away
-exit /b 0
+exit /b %failed%
 
 :notlaid
 >&2 echo prove: could not be laid: %step%
