@@ -5,7 +5,8 @@ rem
 rem   clean PRODUCTCODE [simulate]
 rem
 rem The version is DisplayVersion of the product's entry among the installed programs, of 64 bits or of
-rem 32. Saltrove.exe lies beside this file, which is run as LocalSystem or as administrator.
+rem 32. Saltrove.exe and saltrove-collect.exe lie beside this file, which is run as LocalSystem or as
+rem administrator. A code that Saltrove would take for another, as one in small letters, is refused.
 rem
 rem Exit status: that of Saltrove.exe; 2 if the product is not installed, 64 for a wrong command line.
 setlocal EnableExtensions DisableDelayedExpansion
@@ -15,6 +16,8 @@ if "%~2"=="" goto clean
 if /i not "%~2"=="simulate" goto usage
 
 :clean
+"%~dp0saltrove-collect.exe" --status "%~1" >nul 2>&1
+if "%errorlevel%"=="64" goto unknown
 rem Programs by their whole paths: whoever can write to the current folder could have put others there.
 set "key=HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall\%~1"
 set "version="
@@ -26,6 +29,10 @@ exit /b %errorlevel%
 :absent
 >&2 echo clean: %~1 is not among the installed programs
 exit /b 2
+
+:unknown
+>&2 echo clean: %~1 is not a product code of the family, in braces and capitals
+exit /b 64
 
 :usage
 >&2 echo usage: clean PRODUCTCODE [simulate]
