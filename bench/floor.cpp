@@ -194,13 +194,15 @@ void MakeOrphanCalls(const Script& script, Log& log) {
 /// The packages of kProduct's patches, and which of them are gone behind a run.
 std::vector<Package> ListLinked(const Machine& before, const Machine& after) {
     simulated::InstallerTree installer;
+    simulated::InstallerTree::Delivery patch;
     std::vector<Package> linked;
-    for (const auto& [patch, product] :
-         installer.Enumerate(before.registry, kProduct.c_str(), MSIPATCHSTATE_ALL).deliveries) {
+    while (installer.Enumerate(before.registry, kProduct.c_str(), MSIPATCHSTATE_ALL, linked.size(),
+                               patch) == ERROR_SUCCESS) {
         Package& package = linked.emplace_back();
-        simulated::InstallerTree::ReadProperty(before.registry, patch, product, u"LocalPackage",
-                                               package.path);
-        package.sourceListKey = saltrove::GetSourceListKeyPath(saltrove::PackGuid(patch).value());
+        simulated::InstallerTree::ReadProperty(before.registry, patch.patchCode, patch.productCode,
+                                               u"LocalPackage", package.path);
+        package.sourceListKey =
+            saltrove::GetSourceListKeyPath(saltrove::PackGuid(patch.patchCode).value());
         package.goes = after.drive.Find(package.path) == nullptr;
     }
     return linked;
@@ -229,15 +231,15 @@ Script MakeScript(const Machine& before, const Machine& after) {
         AppendToList(script.removedNames, GetFileName(package.path));
         removed.insert(package.path);
     }
-    for (const auto* entry : before.drive.GetNodes().GetChildren(u"C:\\Windows\\Installer")) {
-        const std::u16string path = kCache + entry->name;
+    for (const auto& name : before.drive.GetNodes().GetNames(u"C:\\Windows\\Installer")) {
+        const std::u16string path = kCache + name;
         if (removed.contains(path))
             continue;
         const bool goes = after.drive.Find(path) == nullptr;
-        const auto& reading = entry->content.reading;
+        const auto& reading = before.drive.Find(path)->reading;
         script.entries.push_back({path, {}, reading ? reading->description : u"", goes});
         if (goes)
-            AppendToList(script.orphanNames, entry->name);
+            AppendToList(script.orphanNames, name);
         script.orphans += goes ? 1 : 0;
     }
     return script;

@@ -63,7 +63,8 @@ TEST(RegFile, ReadsEveryFormOfValue) {
         EXPECT_EQ(data(u"lines", 1), MakeTextData(u"one\r\ntwo"));
         EXPECT_EQ(data(u"odd", 1), ValueData{0x41});
         EXPECT_EQ(data(u"a", 4), (ValueData{0x0B, 0, 0, 0}));
-        EXPECT_EQ(registry.FindValue(kKey, u"a")->name, u"A") << "the first spelling stays";
+        EXPECT_EQ(registry.GetKeys().Find(kKey)->find(u"a")->first, u"A")
+            << "the first spelling stays";
         EXPECT_EQ(registry.FindValue(kKey, u"gone"), nullptr);
         EXPECT_FALSE(registry.HasKey(u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Gone"));
         EXPECT_TRUE(registry.HasKey(u"HKEY_LOCAL_MACHINE\\software\\[X]"));
@@ -136,9 +137,9 @@ TEST(RegFile, WhatIsWrittenReadsAgainTheSame) {
     EXPECT_EQ(FormatRegFile(again), bytes);
     registry.GetKeys().Walk([&](const std::u16string& path, const auto& values) {
         for (const auto& [name, value] : values) {
-            ASSERT_NE(again.FindValue(path, value.name), nullptr);
-            EXPECT_EQ(again.FindValue(path, value.name)->type, value.type);
-            EXPECT_EQ(again.FindValue(path, value.name)->data, value.data);
+            ASSERT_NE(again.FindValue(path, name), nullptr);
+            EXPECT_EQ(again.FindValue(path, name)->type, value.type);
+            EXPECT_EQ(again.FindValue(path, name)->data, value.data);
         }
     });
     std::u16string text(bytes.size() / 2, u'\0');

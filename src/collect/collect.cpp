@@ -81,9 +81,11 @@ PackageCount CountPackages(const Machine& machine) {
 /// The products of the family that have patches.
 std::set<std::u16string> FindProducts(Machine& machine) {
     std::set<std::u16string> products;
-    const auto& list =
-        machine.installer.Enumerate(machine.registry, nullptr, platform::MSIPATCHSTATE_ALL);
-    for (const auto& delivery : list.deliveries) {
+    platform::simulated::InstallerTree::Delivery delivery;
+    for (std::size_t i = 0;
+         machine.installer.Enumerate(machine.registry, nullptr, platform::MSIPATCHSTATE_ALL, i,
+                                     delivery) == platform::ERROR_SUCCESS;
+         ++i) {
         if (!saltrove::GetProductRoot(delivery.productCode).empty())
             products.insert(delivery.productCode);
     }

@@ -123,8 +123,8 @@ std::vector<std::u16string> ListLinkedPaths(const platform::simulated::Registry&
                                    std::u16string(platform::simulated::kMachineAccount) +
                                    u"\\Patches";
     std::vector<std::u16string> paths;
-    for (const auto* key : registry.GetKeys().GetChildren(patches)) {
-        const auto* value = registry.FindValue(patches + u"\\" + key->name, u"LocalPackage");
+    for (const std::u16string& patch : registry.GetKeys().GetNames(patches)) {
+        const auto* value = registry.FindValue(patches + u"\\" + patch, u"LocalPackage");
         if (value == nullptr || value->type != platform::REG_SZ)
             continue;
         std::u16string path = platform::simulated::GetText(value->data);

@@ -23,13 +23,12 @@ void CompareValues(const Registry& before, const Registry& after, Changes& chang
     after.GetKeys().Walk([&](const std::u16string& path, const RegistryValues& values) {
         if (!before.HasKey(path))
             changes.newKeys.push_back(path);
-        for (const auto& [foldedName, value] : values) {
-            const RegistryValue* oldValue = before.FindValue(path, value.name);
-            if (IsSame(value, oldValue) ||
-                platform::simulated::IsPendingRenamesValue(path, value.name))
+        for (const auto& [name, value] : values) {
+            const RegistryValue* oldValue = before.FindValue(path, name);
+            if (IsSame(value, oldValue) || platform::simulated::IsPendingRenamesValue(path, name))
                 continue;
             ValueChange& change = changes.values.emplace_back();
-            change = {path, value.name, std::nullopt, value};
+            change = {path, name, std::nullopt, value};
             if (oldValue != nullptr)
                 change.before = *oldValue;
         }

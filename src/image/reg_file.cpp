@@ -355,9 +355,9 @@ std::string FormatRegFile(const Registry& registry) {
     std::u16string text = u"\uFEFF" + std::u16string(kHeader) + u"\r\n";
     registry.GetKeys().Walk([&](const std::u16string& path, const RegistryValues& values) {
         text += u"\r\n[" + path + u"]\r\n";
-        for (const auto& [foldedName, value] : values) {
+        for (const auto& [name, value] : values) {
             const std::u16string data = FormatRegData(value);
-            std::u16string line = FormatRegName(value.name);
+            std::u16string line = FormatRegName(name);
             line.append(u"=").append(data);
             text.append(data.starts_with(u"hex") ? WrapHexLine(line) : line).append(u"\r\n");
         }

@@ -59,8 +59,8 @@ std::int64_t GetNow() {
         .count();
 }
 
-bool IsCleanupTime(const RegistryValue& value) {
-    return value.name == saltrove::kCleanupTimeValue && value.type == platform::REG_DWORD;
+bool IsCleanupTime(std::u16string_view name, const RegistryValue& value) {
+    return name == saltrove::kCleanupTimeValue && value.type == platform::REG_DWORD;
 }
 
 /// Throws unless the registry has done what it was asked, or has nothing there.
@@ -133,16 +133,16 @@ int Prepare(const fs::path& folder, const fs::path& work) {
             added = path;
             deletions += u"[-" + path + u"]\r\n";
         }
-        for (const auto& [folded, value] : values) {
-            if (IsCleanupTime(value) && value.data.size() == sizeof(DWORD)) {
+        for (const auto& [name, value] : values) {
+            if (IsCleanupTime(name, value) && value.data.size() == sizeof(DWORD)) {
                 const auto time =
                     static_cast<DWORD>(*platform::simulated::GetDword(&value) + later);
-                laid.SetDword(path, value.name, time);
+                laid.SetDword(path, name, time);
             } else {
-                laid.SetValue(path, value.name, value.type, value.data);
+                laid.SetValue(path, name, value.type, value.data);
             }
             if (real)
-                SaveValue(real, path, value.name, saved, deletions);
+                SaveValue(real, path, name, saved, deletions);
         }
     });
     SaveValue(OpenReal(platform::simulated::kPendingRenamesKey),
@@ -246,16 +246,16 @@ std::multiset<std::string> ListChanges(const Machine& before, const Machine& aft
         lines.insert("new key: " + EncodeUtf8(key));
     for (const image::ValueChange& change : changes.values) {
         std::string data = EncodeUtf8(image::FormatRegData(change.after));
-        if (IsCleanupTime(change.after) &&
+        if (IsCleanupTime(change.name, change.after) &&
             std::abs(GetNow() - platform::simulated::GetDword(&change.after).value_or(0)) <
                 kSameTime)
             data = "now";
         lines.insert("value: " + EncodeUtf8(change.keyPath + u"\\" + change.name) + " = " + data);
     }
     before.registry.GetKeys().Walk([&](const std::u16string& path, const auto& values) {
-        for (const auto& [folded, value] : values) {
-            if (after.registry.FindValue(path, value.name) == nullptr)
-                lines.insert("value gone: " + EncodeUtf8(path + u"\\" + value.name));
+        for (const auto& [name, value] : values) {
+            if (after.registry.FindValue(path, name) == nullptr)
+                lines.insert("value gone: " + EncodeUtf8(path + u"\\" + name));
         }
     });
     for (const image::RemovedFile& file : changes.removedFiles)

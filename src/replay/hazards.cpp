@@ -108,13 +108,13 @@ struct Registration {
 std::multimap<std::u16string, Registration> FindRegistrations(const Registry& registry) {
     std::multimap<std::u16string, Registration> registrations;
     const std::u16string userData = std::u16string(platform::simulated::kUserDataKey) + u"\\";
-    for (const auto* account : registry.GetKeys().GetChildren(platform::simulated::kUserDataKey)) {
-        const std::u16string patches = userData + account->name + u"\\Patches";
-        for (const auto* patch : registry.GetKeys().GetChildren(patches)) {
-            const auto* value = registry.FindValue(patches + u"\\" + patch->name, u"LocalPackage");
+    for (const auto& account : registry.GetKeys().GetNames(platform::simulated::kUserDataKey)) {
+        const std::u16string patches = userData + account + u"\\Patches";
+        for (const auto& patch : registry.GetKeys().GetNames(patches)) {
+            const auto* value = registry.FindValue(patches + u"\\" + patch, u"LocalPackage");
             if (value != nullptr && value->type == platform::REG_SZ)
                 registrations.emplace(LocateFile(platform::simulated::GetText(value->data)),
-                                      Registration{account->name, patch->name});
+                                      Registration{account, patch});
         }
     }
     return registrations;

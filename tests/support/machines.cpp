@@ -150,19 +150,18 @@ std::string ReadLogText(const Machine& machine) {
 std::string ReadStoreText(const Machine& machine) {
     std::string text;
     const auto* store = machine.registry.GetKeys().Find(kStore);
-    for (const auto& [name, value] : store->content) {
-        if (value.name != u"EnablePatchCleanuplog")
+    for (const auto& [name, value] : *store) {
+        if (name != u"EnablePatchCleanuplog")
             text +=
-                platform::simulated::EncodeUtf8(value.name + u"=" + image::FormatRegData(value)) +
-                "\n";
+                platform::simulated::EncodeUtf8(name + u"=" + image::FormatRegData(value)) + "\n";
     }
     return text;
 }
 
 std::string ReadCacheText(const Machine& machine) {
     std::string text;
-    for (const auto* entry : machine.drive.GetNodes().GetChildren(u"C:\\Windows\\Installer"))
-        text += (text.empty() ? "" : " ") + platform::simulated::EncodeUtf8(entry->name);
+    for (const auto& name : machine.drive.GetNodes().GetNames(u"C:\\Windows\\Installer"))
+        text += (text.empty() ? "" : " ") + platform::simulated::EncodeUtf8(name);
     return text;
 }
 

@@ -75,7 +75,7 @@ bool MayTouch(const Machine& before, const std::u16string& place) {
         return true;
     bool isNamed = false;
     before.registry.GetKeys().Walk([&](const std::u16string& /*path*/, const auto& values) {
-        const auto path = values.find(u"LOCALPACKAGE");
+        const auto path = values.find(u"LocalPackage");
         if (path == values.end())
             return;
         const std::u16string text = platform::simulated::GetText(path->second.data);
@@ -91,8 +91,8 @@ bool IsLog(std::u16string_view path) {
 void CheckDrive(const Machine& before, const FinishedRun& run, Findings& findings) {
     run.after.drive.GetNodes().Walk([&](const std::u16string& path, const auto& node) {
         const auto* old = before.drive.GetNodes().Find(path);
-        const bool isSame = old != nullptr && old->content.bytes == node.bytes &&
-                            old->content.isDirectory == node.isDirectory;
+        const bool isSame =
+            old != nullptr && old->bytes == node.bytes && old->isDirectory == node.isDirectory;
         findings.Expect(isSame || IsLog(path), "no file is made or written", path);
     });
     for (const auto* places : {&run.deleted, &run.marked}) {
@@ -154,8 +154,8 @@ void CheckExplanation(const Machine& before, const FinishedRun& run, Findings& f
     findings.Expect(told.basis != replay::Basis::Nothing || rows.empty(), "nothing is told of");
     if (told.basis == replay::Basis::Nothing || !run.isSearchWhole)
         return;
-    for (const auto* entry : before.drive.GetNodes().GetChildren(u"C:\\Windows\\Installer")) {
-        const std::u16string place = FoldCase(saltrove::kInstallerCache) + FoldCase(entry->name);
+    for (const auto& name : before.drive.GetNodes().GetNames(u"C:\\Windows\\Installer")) {
+        const std::u16string place = FoldCase(saltrove::kInstallerCache) + FoldCase(name);
         if (place.ends_with(u".MSP"))
             findings.Expect(rows.contains(place), "an explanation tells of every package", place);
     }

@@ -44,12 +44,14 @@ UINT MsiEnumPatchesExW(const char16_t* productCode, const char16_t* userSid, DWO
     if (context != MSIINSTALLCONTEXT_MACHINE || userSid != nullptr || !isKnownFilter ||
         (productCode != nullptr && !IsGuid(productCode)))
         return ERROR_INVALID_PARAMETER;
-    const auto& list = machine.installer.Enumerate(machine.registry, productCode, filter);
-    if (index >= list.deliveries.size())
-        return list.end;
-    CopyOut(list.deliveries[index].patchCode, patchCode);
+    InstallerTree::Delivery delivery;
+    if (const DWORD error =
+            machine.installer.Enumerate(machine.registry, productCode, filter, index, delivery);
+        error != ERROR_SUCCESS)
+        return error;
+    CopyOut(delivery.patchCode, patchCode);
     if (targetProductCode != nullptr)
-        CopyOut(list.deliveries[index].productCode, targetProductCode);
+        CopyOut(delivery.productCode, targetProductCode);
     if (targetContext != nullptr)
         *targetContext = MSIINSTALLCONTEXT_MACHINE;
     return ERROR_SUCCESS;

@@ -202,11 +202,8 @@ LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DW
         return ToStatus(*fault);
     if ((opened.access & KEY_ENUMERATE_SUB_KEYS) == 0)
         return ToStatus(ERROR_ACCESS_DENIED);
-    if (index == 0) {
-        opened.subKeys.clear();
-        for (const auto* child : machine.registry.GetKeys().GetChildren(opened.path))
-            opened.subKeys.push_back(child->name);
-    }
+    if (index == 0)
+        opened.subKeys = machine.registry.GetKeys().GetNames(opened.path);
     if (index >= opened.subKeys.size())
         return ToStatus(ERROR_NO_MORE_ITEMS);
     const std::u16string& subKey = opened.subKeys[index];

@@ -52,9 +52,9 @@ bool Deliver(const Machine& machine, OpenSearch& search, WIN32_FIND_DATAW& entry
         if (node == nullptr || name.size() >= MAX_PATH)
             continue;
         entry = WIN32_FIND_DATAW{};
-        entry.dwFileAttributes = GetAttributes(node->content);
-        entry.nFileSizeHigh = static_cast<DWORD>(node->content.size >> 32U);
-        entry.nFileSizeLow = static_cast<DWORD>(node->content.size);
+        entry.dwFileAttributes = GetAttributes(*node);
+        entry.nFileSizeHigh = static_cast<DWORD>(node->size >> 32U);
+        entry.nFileSizeLow = static_cast<DWORD>(node->size);
         std::copy(name.begin(), name.end(), std::begin(entry.cFileName));
         return true;
     }
@@ -71,14 +71,13 @@ HANDLE FindFirstFileW(const char16_t* pattern, WIN32_FIND_DATAW* entry) {
     const std::u16string_view whole(pattern);
     const auto folder = simulated::ResolvePath(whole.substr(0, whole.size() - namePattern.size()));
     const auto* node = folder ? machine.drive.GetNodes().Find(*folder) : nullptr;
-    if (node == nullptr || !node->content.isDirectory) {
+    if (node == nullptr || !node->isDirectory) {
         machine.lastError = ERROR_PATH_NOT_FOUND;
         return INVALID_HANDLE_VALUE;
     }
     const std::u16string foldedPattern = FoldCase(namePattern);
     OpenSearch search;
-    for (const auto* child : machine.drive.GetNodes().GetChildren(*folder)) {
-        const std::u16string& name = child->name;
+    for (const std::u16string& name : machine.drive.GetNodes().GetNames(*folder)) {
         const std::u16string shortName = simulated::MakeShortName(name);
         if (Fits(FoldCase(name), foldedPattern) ||
             (!shortName.empty() && Fits(FoldCase(shortName), foldedPattern)))

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -19,47 +18,20 @@ namespace platform::simulated {
 /// names are not empty and hold no NUL.
 ///
 /// A copy of a tree costs nothing: it shares with the other what neither of them has changed since,
-/// folder by folder. What Find and GetChildren gave means nothing any more when the tree has
-/// changed.
+/// folder by folder. What Find and FindName gave means nothing any more when the tree has changed.
 template <typename Content>
 class CaselessTree {
   public:
-    class Entry;
+    /// The content of the entry at `path`, or null.
+    [[nodiscard]] const Content* Find(std::u16string_view path) const {
+        const Entry* entry = FindEntry(path);
+        return entry == nullptr ? nullptr : &entry->second.content;
+    }
 
-  private:
-    struct Hash : std::hash<std::u16string_view> {
-        using is_transparent = void;
-    };
-
-    // By the name in one letter case. There may be very many names, and one is looked for far more
-    // often than their order is asked for.
-    using Folder = std::unordered_map<std::u16string, Entry, Hash, std::equal_to<>>;
-
-  public:
-    class Entry {
-      public:
-        std::u16string name;  ///< in the spelling of its first use
-        Content content;
-
-      private:
-        friend class CaselessTree;
-        std::shared_ptr<Folder> below_;  // null as long as there is nothing
-    };
-
-    /// The entry at `path`, or null.
-    [[nodiscard]] const Entry* Find(std::u16string_view path) const {
-        const std::u16string folded = FoldCase(path);
-        const Folder* folder = top_.get();
-        for (std::u16string_view rest = folded; folder != nullptr;) {
-            const auto found = folder->find(TakeName(rest));
-            if (found == folder->end())
-                return nullptr;
-            if (rest.empty())
-                return &found->second;
-            rest.remove_prefix(1);
-            folder = found->second.below_.get();
-        }
-        return nullptr;
+    /// The last name of `path` in the spelling of its first use, or null.
+    [[nodiscard]] const std::u16string* FindName(std::u16string_view path) const {
+        const Entry* entry = FindEntry(path);
+        return entry == nullptr ? nullptr : &entry->first;
     }
 
     /// The content of the entry at `path`, to be changed, or null.
@@ -70,50 +42,50 @@ class CaselessTree {
     /// The content of the entry at `path`, made with a default one if it is missing, and its
     /// parents likewise.
     Content& Insert(std::u16string_view path) {
-        const std::u16string folded = FoldCase(path);
-        std::u16string_view rest = folded;
         for (std::shared_ptr<Folder>* folder = &top_;;) {
-            const std::u16string_view name = TakeName(rest);
-            const auto [place, isNew] = MakeOwn(*folder).try_emplace(std::u16string(name));
-            Entry& entry = place->second;
-            if (isNew)
-                entry.name = path.substr(folded.size() - rest.size() - name.size(), name.size());
-            if (rest.empty())
-                return entry.content;
-            rest.remove_prefix(1);
-            folder = &entry.below_;
+            Folder& own = MakeOwn(*folder);
+            const std::u16string_view name = TakeName(path);
+            auto place = own.find(name);
+            if (place == own.end())
+                place = own.try_emplace(std::u16string(name)).first;
+            if (path.empty())
+                return place->second.content;
+            path.remove_prefix(1);
+            folder = &place->second.below;
         }
     }
 
     /// Whether what lies below `path` is still what this tree shares with the other: if so, neither
     /// has changed there.
     [[nodiscard]] bool SharesFolder(const CaselessTree& other, std::u16string_view path) const {
-        const Entry* here = Find(path);
-        const Entry* there = other.Find(path);
-        return here != nullptr && there != nullptr && here->below_ == there->below_;
+        const Entry* here = FindEntry(path);
+        const Entry* there = other.FindEntry(path);
+        return here != nullptr && there != nullptr && here->second.below == there->second.below;
     }
 
     /// Removes the entry at `path` and all below it; whether there was one.
     bool Remove(std::u16string_view path) {
         if (Find(path) == nullptr)
             return false;
-        const std::u16string folded = FoldCase(path);
-        std::u16string_view rest = folded;
         for (std::shared_ptr<Folder>* folder = &top_;;) {
-            const auto place = MakeOwn(*folder).find(TakeName(rest));
-            if (rest.empty()) {
+            const auto place = MakeOwn(*folder).find(TakeName(path));
+            if (path.empty()) {
                 (*folder)->erase(place);
                 return true;
             }
-            rest.remove_prefix(1);
-            folder = &place->second.below_;
+            path.remove_prefix(1);
+            folder = &place->second.below;
         }
     }
 
-    /// The entries right below `path`, in their order without regard to case.
-    [[nodiscard]] std::vector<const Entry*> GetChildren(std::u16string_view path) const {
-        const Entry* parent = Find(path);
-        return parent == nullptr ? std::vector<const Entry*>() : Sort(parent->below_.get());
+    /// The names right below `path`, in their order without regard to case.
+    [[nodiscard]] std::vector<std::u16string> GetNames(std::u16string_view path) const {
+        std::vector<std::u16string> names;
+        if (const Entry* parent = FindEntry(path)) {
+            for (const Entry* entry : Sort(parent->second.below.get()))
+                names.push_back(entry->first);
+        }
+        return names;
     }
 
     /// Calls `visit` with the path and the content of every entry: an entry in front of those below
@@ -125,6 +97,32 @@ class CaselessTree {
     }
 
   private:
+    struct Node;
+
+    // By names in the spelling of their first use. There may be very many, and one is looked for
+    // far more often than their order is asked for.
+    using Folder = std::unordered_map<std::u16string, Node, CaselessHash, CaselessEqual>;
+    using Entry = std::pair<const std::u16string, Node>;
+
+    struct Node {
+        Content content;
+        std::shared_ptr<Folder> below;  // null as long as there is nothing
+    };
+
+    [[nodiscard]] const Entry* FindEntry(std::u16string_view path) const {
+        const Folder* folder = top_.get();
+        while (folder != nullptr) {
+            const auto found = folder->find(TakeName(path));
+            if (found == folder->end())
+                return nullptr;
+            if (path.empty())
+                return &*found;
+            path.remove_prefix(1);
+            folder = found->second.below.get();
+        }
+        return nullptr;
+    }
+
     /// Takes the first name away from a path; the backslash behind it stays.
     static std::u16string_view TakeName(std::u16string_view& path) {
         const std::u16string_view name = path.substr(0, path.find(u'\\'));
@@ -141,19 +139,17 @@ class CaselessTree {
         return *folder;
     }
 
-    /// What is in a folder, in the order of the names in one letter case.
+    /// What is in a folder, in the order of the names.
     static std::vector<const Entry*> Sort(const Folder* folder) {
-        std::vector<const typename Folder::value_type*> found;
+        std::vector<const Entry*> sorted;
         if (folder != nullptr) {
-            found.reserve(folder->size());
-            for (const auto& item : *folder)
-                found.push_back(&item);
+            sorted.reserve(folder->size());
+            for (const Entry& entry : *folder)
+                sorted.push_back(&entry);
         }
-        std::sort(found.begin(), found.end(),
-                  [](const auto* a, const auto* b) { return a->first < b->first; });
-        std::vector<const Entry*> sorted(found.size());
-        std::transform(found.begin(), found.end(), sorted.begin(),
-                       [](const auto* item) { return &item->second; });
+        std::sort(sorted.begin(), sorted.end(), [](const Entry* a, const Entry* b) {
+            return CaselessLess()(a->first, b->first);
+        });
         return sorted;
     }
 
@@ -161,9 +157,9 @@ class CaselessTree {
     static void WalkFolder(const Folder* folder, std::u16string& path, Visit& visit) {
         const std::size_t length = path.size();
         for (const Entry* entry : Sort(folder)) {
-            path.append(length == 0 ? u"" : u"\\").append(entry->name);
-            visit(std::as_const(path), entry->content);
-            WalkFolder(entry->below_.get(), path, visit);
+            path.append(length == 0 ? u"" : u"\\").append(entry->first);
+            visit(std::as_const(path), entry->second.content);
+            WalkFolder(entry->second.below.get(), path, visit);
             path.resize(length);
         }
     }

@@ -24,8 +24,7 @@ Drive::Drive() {
 
 const FileNode* Drive::Find(std::u16string_view path) const {
     const std::optional<std::u16string> resolved = ResolvePath(path);
-    const Nodes::Entry* entry = resolved ? nodes_.Find(*resolved) : nullptr;
-    return entry == nullptr ? nullptr : &entry->content;
+    return resolved ? nodes_.Find(*resolved) : nullptr;
 }
 
 FileNode* Drive::FindToChange(std::u16string_view path) {
@@ -38,8 +37,7 @@ const FileNode* Drive::FindParent(std::u16string_view path) const {
     if (!resolved)
         return nullptr;
     const std::size_t backslash = std::min(resolved->rfind(u'\\'), resolved->size());
-    const Nodes::Entry* entry = nodes_.Find(std::u16string_view(*resolved).substr(0, backslash));
-    return entry == nullptr ? nullptr : &entry->content;
+    return nodes_.Find(std::u16string_view(*resolved).substr(0, backslash));
 }
 
 void Drive::AddDirectory(std::u16string_view path) {

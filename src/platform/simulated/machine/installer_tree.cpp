@@ -53,10 +53,7 @@ std::u16string Pack(std::u16string_view guid) {
 }
 
 std::u16string Unpack(std::u16string_view packed) {
-    // Very many are kept, and a text that grows takes twice what it needs.
-    std::u16string braced;
-    braced.reserve(packed.size() + 2 + std::size(kHyphens));
-    braced.append(1, u'{').append(TurnRuns(packed)).append(1, u'}');
+    std::u16string braced = u"{" + TurnRuns(packed) + u"}";
     for (const std::size_t hyphen : kHyphens)
         braced.insert(hyphen, 1, u'-');
     return braced;
@@ -100,6 +97,7 @@ bool IsGuid(std::u16string_view text) {
 InstallerTree::Product InstallerTree::ReadProduct(const Registry& registry,
                                                   const std::u16string& packedProduct) {
     Product product;
+    product.packedCode = packedProduct;
     const std::u16string listKey = kProducts + u"\\" + packedProduct + u"\\Patches";
     const RegistryValue* list = registry.FindValue(listKey, u"Patches");
     if (list != nullptr && list->type != REG_MULTI_SZ) {
@@ -124,8 +122,7 @@ InstallerTree::Product InstallerTree::ReadProduct(const Registry& registry,
     }
     const std::u16string patchesKey = BuildPatchKeyPath(packedProduct, u"");
     const std::u16string_view parent(patchesKey.data(), patchesKey.size() - 1);
-    for (const Registry::Keys::Entry* key : registry.GetKeys().GetChildren(parent)) {
-        const std::u16string& code = key->name;
+    for (const std::u16string& code : registry.GetKeys().GetNames(parent)) {
         if (!IsPackedCode(code) || listed.contains(FoldCase(code)))
             continue;
         if (const auto state = ReadState(registry, packedProduct, code))
@@ -145,33 +142,44 @@ void InstallerTree::Refresh(const Registry& registry) {
         return;
     products_.clear();
     lists_.clear();
-    for (const Registry::Keys::Entry* key : keys.GetChildren(kProducts)) {
-        const std::u16string packed = FoldCase(key->name);
-        if (IsPackedCode(packed))
-            products_[packed] = ReadProduct(registry, packed);
+    for (const std::u16string& code : keys.GetNames(kProducts)) {
+        if (IsPackedCode(code))
+            products_.push_back(ReadProduct(registry, FoldCase(code)));
     }
 }
 
-const InstallerTree::List& InstallerTree::Enumerate(const Registry& registry,
-                                                    const char16_t* productCode, DWORD filter) {
-    Refresh(registry);
-    const std::u16string wanted = productCode == nullptr ? u"*" : Pack(productCode);
-    const auto [place, isNew] = lists_.try_emplace({wanted, filter});
-    List& list = place->second;
-    if (!isNew)
-        return list;
-    for (const auto& [packedProduct, product] : products_) {
-        if (productCode != nullptr && packedProduct != wanted)
+InstallerTree::List InstallerTree::MakeList(const std::u16string& packedProduct,
+                                            DWORD filter) const {
+    List list;
+    for (std::uint32_t i = 0; i < products_.size(); ++i) {
+        const Product& product = products_[i];
+        if (!packedProduct.empty() && product.packedCode != packedProduct)
             continue;
-        for (const Patch& patch : product.patches) {
-            if ((patch.state & filter) != 0)
-                list.deliveries.push_back({Unpack(patch.packedCode), Unpack(packedProduct)});
+        for (std::uint32_t j = 0; j < product.patches.size(); ++j) {
+            if ((product.patches[j].state & filter) != 0)
+                list.places.emplace_back(i, j);
         }
         list.end = product.end;
         if (list.end != ERROR_NO_MORE_ITEMS)
             break;
     }
     return list;
+}
+
+DWORD InstallerTree::Enumerate(const Registry& registry, const char16_t* productCode, DWORD filter,
+                               std::size_t index, Delivery& delivery) {
+    Refresh(registry);
+    const std::u16string wanted = productCode == nullptr ? u"" : Pack(productCode);
+    const auto [place, isNew] = lists_.try_emplace({wanted, filter});
+    List& list = place->second;
+    if (isNew)
+        list = MakeList(wanted, filter);
+    if (index >= list.places.size())
+        return list.end;
+    const Product& product = products_[list.places[index].first];
+    delivery = {Unpack(product.patches[list.places[index].second].packedCode),
+                Unpack(product.packedCode)};
+    return ERROR_SUCCESS;
 }
 
 DWORD InstallerTree::ReadProperty(const Registry& registry, std::u16string_view patchCode,
@@ -199,8 +207,8 @@ std::optional<std::u16string> FindProduct(const Registry& registry,
     if (!IsGuid(productCode))
         return std::nullopt;
     for (const std::u16string& products : {kProducts, kUserData + u"\\Products"}) {
-        if (const auto* key = registry.GetKeys().Find(products + u"\\" + Pack(productCode)))
-            return Unpack(key->name);
+        if (const auto* code = registry.GetKeys().FindName(products + u"\\" + Pack(productCode)))
+            return Unpack(*code);
     }
     return std::nullopt;
 }

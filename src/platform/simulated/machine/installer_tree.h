@@ -2,10 +2,13 @@
 
 #include "platform/simulated/machine/registry_store.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace platform::simulated {
@@ -29,16 +32,13 @@ class InstallerTree {
         std::u16string productCode;
     };
 
-    /// What an enumeration delivers, and the error that stands behind it.
-    struct List {
-        std::vector<Delivery> deliveries;
-        DWORD end = ERROR_NO_MORE_ITEMS;
-    };
-
-    /// The patches of one product, or of all when `productCode` is null, whose state has a bit of
-    /// `filter`: first those of the product's own list, then those that its key in UserData holds
-    /// besides. A list that is damaged ends the enumeration where it is reached.
-    const List& Enumerate(const Registry& registry, const char16_t* productCode, DWORD filter);
+    /// Delivers the patch at `index`, counted from 0, of one product, or of all when `productCode`
+    /// is null, whose state has a bit of `filter`: first those of the product's own list, then
+    /// those that its key in UserData holds besides. A list that is damaged ends the enumeration
+    /// where it is reached. ERROR_SUCCESS, or the error that stands behind the last patch;
+    /// `delivery` is then as it was.
+    DWORD Enumerate(const Registry& registry, const char16_t* productCode, DWORD filter,
+                    std::size_t index, Delivery& delivery);
 
     /// Reads a patch property as a text, which is empty for a value that is missing or of another
     /// type. ERROR_SUCCESS, or why there is none: the product, the patch or the property is not
@@ -54,17 +54,26 @@ class InstallerTree {
     };
 
     struct Product {
+        std::u16string packedCode;   ///< in one letter case
         std::vector<Patch> patches;  ///< in the order of delivery
+        DWORD end = ERROR_NO_MORE_ITEMS;
+    };
+
+    /// What an enumeration delivers, by places in products_ and in the product's patches, and the
+    /// error that stands behind it.
+    struct List {
+        std::vector<std::pair<std::uint32_t, std::uint32_t>> places;
         DWORD end = ERROR_NO_MORE_ITEMS;
     };
 
     /// Brings everything up to the registry's present state.
     void Refresh(const Registry& registry);
     static Product ReadProduct(const Registry& registry, const std::u16string& packedProduct);
+    [[nodiscard]] List MakeList(const std::u16string& packedProduct, DWORD filter) const;
 
     std::optional<std::uint64_t> generation_;
     Registry::Keys seen_;  ///< as they were when all else here was worked out, or are since
-    std::map<std::u16string, Product> products_;  ///< by packed code, in one letter case
+    std::vector<Product> products_;  ///< in the order of their codes
     std::map<std::pair<std::u16string, DWORD>, List> lists_;
 };
 

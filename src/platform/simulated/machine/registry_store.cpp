@@ -59,20 +59,18 @@ void Registry::RemoveKey(std::u16string_view path) {
 }
 
 const RegistryValue* Registry::FindValue(std::u16string_view path, std::u16string_view name) const {
-    const Keys::Entry* key = keys_.Find(path);
-    if (key == nullptr)
+    const RegistryValues* values = keys_.Find(path);
+    if (values == nullptr)
         return nullptr;
-    const auto found = key->content.find(FoldCase(name));
-    return found == key->content.end() ? nullptr : &found->second;
+    const auto found = values->find(name);
+    return found == values->end() ? nullptr : &found->second;
 }
 
 void Registry::SetValue(std::u16string_view path, std::u16string_view name, DWORD type,
                         ValueData data) {
     RegistryValues& values = keys_.Insert(path);
-    const auto [place, isNew] = values.try_emplace(FoldCase(name));
-    RegistryValue& value = place->second;
-    if (isNew)
-        value.name = name;
+    const auto place = values.find(name);
+    RegistryValue& value = place != values.end() ? place->second : values[std::u16string(name)];
     value.type = type;
     value.data = std::move(data);
     generation_ = TakeGeneration();
@@ -92,7 +90,7 @@ void Registry::SetDword(std::u16string_view path, std::u16string_view name, DWOR
 
 void Registry::ReplaceEnd(std::u16string_view path, std::u16string_view name, std::size_t dropped,
                           const ValueData& more) {
-    ValueData& data = keys_.FindToChange(path)->at(FoldCase(name)).data;
+    ValueData& data = keys_.FindToChange(path)->find(name)->second.data;
     data.erase(data.end() - static_cast<std::ptrdiff_t>(std::min(dropped, data.size())),
                data.end());
     data.insert(data.end(), more.begin(), more.end());
@@ -101,7 +99,7 @@ void Registry::ReplaceEnd(std::u16string_view path, std::u16string_view name, st
 
 void Registry::RemoveValue(std::u16string_view path, std::u16string_view name) {
     if (RegistryValues* values = keys_.FindToChange(path))
-        values->erase(FoldCase(name));
+        values->erase(std::u16string(name));
     generation_ = TakeGeneration();
 }
 

@@ -14,13 +14,12 @@ namespace platform::simulated {
 using ValueData = std::vector<BYTE>;
 
 struct RegistryValue {
-    std::u16string name;  ///< in the spelling of its first use; empty for the default value
     DWORD type = REG_NONE;
     ValueData data;
 };
 
-/// Values by their names in one letter case.
-using RegistryValues = std::map<std::u16string, RegistryValue>;
+/// Values by their names in the spelling of their first use; the default value's is empty.
+using RegistryValues = std::map<std::u16string, RegistryValue, CaselessLess>;
 
 /// The registry of a simulated machine.
 ///

@@ -1,5 +1,6 @@
 #include "platform/simulated/texts/letter_case.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -115,10 +116,33 @@ char16_t ToLower(char16_t character) {
 }
 
 std::u16string FoldCase(std::u16string_view text) {
+    const auto& upper = Tables().upper;
     std::u16string folded(text);
     for (char16_t& character : folded)
-        character = ToUpper(character);
+        character = upper[character];
     return folded;
+}
+
+std::size_t CaselessHash::operator()(std::u16string_view name) const {
+    // The 64-bit FNV-1a, by characters.
+    const auto& upper = Tables().upper;
+    std::uint64_t hash = 0xCBF29CE484222325;
+    for (const char16_t character : name)
+        hash = (hash ^ upper[character]) * 0x100000001B3;
+    return hash;
+}
+
+bool CaselessEqual::operator()(std::u16string_view a, std::u16string_view b) const {
+    const auto& upper = Tables().upper;
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [&](char16_t x, char16_t y) { return x == y || upper[x] == upper[y]; });
+}
+
+bool CaselessLess::operator()(std::u16string_view a, std::u16string_view b) const {
+    const auto& upper = Tables().upper;
+    return std::lexicographical_compare(
+        a.begin(), a.end(), b.begin(), b.end(),
+        [&](char16_t x, char16_t y) { return upper[x] < upper[y]; });
 }
 
 }  // namespace platform::simulated
