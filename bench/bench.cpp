@@ -9,6 +9,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -58,21 +60,25 @@ constexpr Subject kSubjects[] = {
     {"whole run", 2, RunAll, MakeRunCalls},
 };
 
-struct Cost {
-    double seconds = 0;
-    double bytes = 0;
-};
-
-/// Has `body` act on the machine; the processor's time that it takes, and the most memory at once.
+/// Has `body` act on the machine; the seconds of the processor's time that it takes. What earlier
+/// runs gave back to the heap is not there, as in a process that begins.
 template <typename Body>
-Cost Measure(Machine& machine, Body body) {
+double Measure(Machine& machine, Body body) {
     const MachineScope scope(machine);
-    const std::size_t before = memory.most = memory.live;
+    malloc_trim(0);
     const std::clock_t start = std::clock();
     body();
-    const std::clock_t end = std::clock();
-    return {static_cast<double>(end - start) / CLOCKS_PER_SEC,
-            static_cast<double>(memory.most - before)};
+    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+}
+
+/// Has `body` act on a machine like this; the most bytes that it takes at once.
+template <typename Body>
+double CountMemory(Machine machine, Body body) {
+    const MachineScope scope(machine);
+    memory = {.isCounted = true};
+    body();
+    memory.isCounted = false;
+    return static_cast<double>(memory.most);
 }
 
 void RunWithLog(const Subject& subject, std::size_t patches, bool hasLog) {
@@ -125,7 +131,7 @@ double MeasureTenth(const Subject& subject, const Machine& machine, std::size_t 
     double seconds = 0;
     for (int run = 0; run < 10; ++run) {
         Machine copy = machine;
-        seconds += Measure(copy, [&] { RunWithLog(subject, patches, hasLog); }).seconds;
+        seconds += Measure(copy, [&] { RunWithLog(subject, patches, hasLog); });
     }
     return seconds / 10;
 }
@@ -146,12 +152,11 @@ void MeasureSubject(benchmark::State& state) {
     std::vector<double> floors;
     std::vector<double> ratios;
     std::vector<double> growths;
-    double bytes = 0;
     bool isFloorFirst = false;
     for (auto iteration : state) {
         (void)iteration;
-        Cost program;
-        Cost floor;
+        double program = 0;
+        double floor = 0;
         for (const bool isFloor : {isFloorFirst, !isFloorFirst}) {
             Machine copy = machine;
             if (isFloor)
@@ -160,13 +165,12 @@ void MeasureSubject(benchmark::State& state) {
                 program = Measure(copy, [&] { RunWithLog(subject, patches, hasLog); });
         }
         isFloorFirst = !isFloorFirst;
-        state.SetIterationTime(program.seconds);
-        seconds.push_back(program.seconds);
-        floors.push_back(floor.seconds);
-        ratios.push_back(program.seconds / floor.seconds);
+        state.SetIterationTime(program);
+        seconds.push_back(program);
+        floors.push_back(floor);
+        ratios.push_back(program / floor);
         if (patches != kFewest)
-            growths.push_back(program.seconds / MeasureTenth(subject, tenth, patches / 10, hasLog));
-        bytes = program.bytes - floor.bytes;
+            growths.push_back(program / MeasureTenth(subject, tenth, patches / 10, hasLog));
     }
     Row row{.name = std::string(subject.name) + (hasLog ? ", log on" : ", log off"),
             .patches = patches,
@@ -174,6 +178,8 @@ void MeasureSubject(benchmark::State& state) {
     row.seconds = GetMedian(seconds);
     row.floor = GetMedian(floors);
     row.ratio = GetMedian(ratios);
+    const double bytes = CountMemory(machine, [&] { RunWithLog(subject, patches, hasLog); }) -
+                         CountMemory(machine, [&] { subject.floor(script); });
     row.bytes = bytes / static_cast<double>(patches) / subject.packagesOfPatch;
     if (!growths.empty())
         row.growth = GetMedian(growths);

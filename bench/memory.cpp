@@ -18,13 +18,16 @@ void* operator new(std::size_t size) {
     void* const block = std::malloc(size);
     if (block == nullptr)
         throw std::bad_alloc();
-    memory.live += malloc_usable_size(block);
-    memory.most = std::max(memory.most, memory.live);
+    if (memory.isCounted) {
+        memory.live += static_cast<std::ptrdiff_t>(malloc_usable_size(block));
+        memory.most = std::max(memory.most, memory.live);
+    }
     return block;
 }
 
 void operator delete(void* block) noexcept {
-    memory.live -= malloc_usable_size(block);
+    if (memory.isCounted)
+        memory.live -= static_cast<std::ptrdiff_t>(malloc_usable_size(block));
     std::free(block);
 }
 

@@ -53,7 +53,7 @@ CacheEntry InspectEntry(const platform::WIN32_FIND_DATAW& found, const LinkedLis
         entry.kind = IsFolder(found.dwFileAttributes) ? EntryKind::Folder : EntryKind::Linked;
         const auto link = linked.packages.find(lowerCasePath);
         if (link != linked.packages.end())
-            entry.link = linked.patches[link->second].patch;
+            entry.link = link->second;
         return entry;
     }
     entry.description = GetDescriptionFromMsp(path, &entry.failure);

@@ -48,7 +48,7 @@ enum class EntryKind {
 struct CacheEntry {
     std::u16string fileName;
     EntryKind kind = EntryKind::Folder;
-    std::optional<EnumeratedPatch> link;    ///< the patch that has its package at this path
+    std::optional<std::size_t> link;        ///< place in the list of the patch whose package it is
     std::optional<PackageFailure> failure;  ///< of what is no package
     std::u16string description;             ///< of a package that was read; may be empty
     std::optional<RemovalOutcome> outcome;  ///< of an orphan

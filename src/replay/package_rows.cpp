@@ -158,14 +158,16 @@ class TableBuilder {
         table_.rowsOfEntries.push_back(place);
         PackageRow& row = table_.rows[place];
         const bool hadEnded = record_.linked->plan.skip.has_value();
-        std::u16string reason = DescribeEntry(entry, record_.orphans->linked.gaps.end);
+        std::u16string reason = DescribeEntry(entry, record_.orphans->linked);
         if (isNew) {
-            row.kind = entry.link && IsOwn(*entry.link) ? PackageKind::Patch : GetKind(entry);
+            const EnumeratedPatch* link =
+                entry.link ? &record_.orphans->linked.patches[*entry.link].patch : nullptr;
+            row.kind = link != nullptr && IsOwn(*link) ? PackageKind::Patch : GetKind(entry);
             row.description = entry.description;
             row.verdict = entry.kind == EntryKind::Linked ? Verdict::Kept : Verdict::LeftAlone;
             row.reason = std::move(reason);
-            if (entry.link)
-                SetPatch(row, *entry.link);
+            if (link != nullptr)
+                SetPatch(row, *link);
         } else if (entry.kind == EntryKind::Orphan) {
             row.kind = PackageKind::Orphan;
             row.reason = reason + u"; before that, as a patch of the product: " + row.reason;

@@ -118,16 +118,16 @@ std::u16string DescribeDecision(const PatchDecision& decision, const saltrove::P
     return {};
 }
 
-std::u16string DescribeEntry(const CacheEntry& entry, platform::UINT listEnd) {
+std::u16string DescribeEntry(const CacheEntry& entry, const saltrove::LinkedList& linked) {
     std::u16string text = u"no product links to it";
-    if (listEnd != platform::ERROR_NO_MORE_ITEMS)
-        text = u"the list of all products, which ended early (error " + FormatDecimal(listEnd) +
-               u"), does not link to it";
+    if (linked.gaps.end != platform::ERROR_NO_MORE_ITEMS)
+        text = u"the list of all products, which ended early (error " +
+               FormatDecimal(linked.gaps.end) + u"), does not link to it";
     switch (entry.kind) {
     case EntryKind::Folder:
         return u"a folder";
     case EntryKind::Linked:
-        return u"linked by " + DescribePatch(entry.link.value_or(saltrove::EnumeratedPatch{}));
+        return u"linked by " + DescribePatch(linked.patches.at(entry.link.value_or(0)).patch);
     case EntryKind::NoPackage:
         return DescribeFailure(entry.failure.value_or(saltrove::PackageFailure{}));
     case EntryKind::Foreign:

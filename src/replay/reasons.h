@@ -11,10 +11,10 @@ namespace replay {
 [[nodiscard]] std::u16string DescribeDecision(const saltrove::PatchDecision& decision,
                                               const saltrove::Plan& plan);
 
-/// What an entry of the cache folder is and why, and what failed at its removal. `listEnd` is the
-/// error at which the list of all products ended.
+/// What an entry of the cache folder is and why, and what failed at its removal. `linked` is the
+/// list that its phase went by.
 [[nodiscard]] std::u16string DescribeEntry(const saltrove::CacheEntry& entry,
-                                           platform::UINT listEnd);
+                                           const saltrove::LinkedList& linked);
 
 /// Why linked cleanup gives up, without a capital and a full stop.
 [[nodiscard]] std::u16string_view DescribeSkip(std::optional<saltrove::SkipReason> reason);
