@@ -60,7 +60,7 @@ del "%list%"
 rmdir "%folder%"
 
 :nothing
->&2 echo backup-packages: could not begin with %folder%
+>&2 echo backup-packages: could not begin with "%folder%"
 exit /b 1
 
 :end

@@ -8,7 +8,8 @@ rem The version is DisplayVersion of the product's entry among the installed pro
 rem 32. Saltrove.exe and saltrove-collect.exe lie beside this file, which is run as LocalSystem or as
 rem administrator. A code that Saltrove would take for another, as one in small letters, is refused.
 rem
-rem Exit status: that of Saltrove.exe; 2 if the product is not installed, 64 for a wrong command line.
+rem Exit status: that of Saltrove.exe; 2 if the product is not installed, 3 if saltrove-collect.exe cannot
+rem be run, 64 for a wrong command line.
 setlocal EnableExtensions DisableDelayedExpansion
 if "%~1"=="" goto usage
 if not "%~3"=="" goto usage
@@ -17,7 +18,9 @@ if /i not "%~2"=="simulate" goto usage
 
 :clean
 "%~dp0saltrove-collect.exe" --status "%~1" >nul 2>&1
-if "%errorlevel%"=="64" goto unknown
+set "asked=%errorlevel%"
+if "%asked%"=="64" goto unknown
+if not "%asked%"=="0" if not "%asked%"=="1" goto unasked
 rem Programs by their whole paths: whoever can write to the current folder could have put others there.
 set "key=HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall\%~1"
 set "version="
@@ -27,12 +30,16 @@ if not defined version goto absent
 exit /b %errorlevel%
 
 :absent
->&2 echo clean: %~1 is not among the installed programs
+>&2 echo clean: "%~1" is not among the installed programs
 exit /b 2
 
 :unknown
->&2 echo clean: %~1 is not a product code of the family, in braces and capitals
+>&2 echo clean: "%~1" is not a product code of the family, in braces and capitals
 exit /b 64
+
+:unasked
+>&2 echo clean: "%~dp0saltrove-collect.exe" ended with %asked%, so the product code is not known to be right
+exit /b 3
 
 :usage
 >&2 echo usage: clean PRODUCTCODE [simulate]

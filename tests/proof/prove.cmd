@@ -92,7 +92,7 @@ for /f "usebackq delims=" %%I in ("%work%\machines.txt") do call :prove "%%I"
 if %tried%==0 set failed=1
 if %failed%==0 >>"%report%" echo all agrees: the contracts, and %tried% machines
 if not %failed%==0 >>"%report%" echo NOT ALL AGREES
-type "%report%" | find /v "[" | find "grees"
+type "%report%" | find /v "[" | find /i "agrees"
 exit /b %failed%
 
 rem The products and patches that Windows Installer knows, as keys.
@@ -171,11 +171,13 @@ if exist "%image%\C" xcopy "%image%\C" C:\ /e /i /q /h /y >nul
 if errorlevel 1 exit /b 1
 exit /b 0
 
-rem Collects this machine into a folder of "place"; the marker is in the hive of whoever runs this.
+rem Collects this machine into a folder of "place". An image has the values that are known; here every
+rem value of the product counts, and the marker, which is in the hive of whoever runs this.
 :collect
 "%bin%\proof.exe" run "%image%" "%bin%\saltrove-collect.exe" "%place%\%~1" -- >"%place%\collect.txt" 2>&1
 set "collected=%errorlevel%"
 if not "%collected%"=="0" if not "%collected%"=="1" exit /b 2
+reg export "%products%" "%place%\%~1\products.reg" /y >nul 2>&1
 reg export "%usersproducts%" "%place%\%~1\user.reg" /y >nul 2>&1
 exit /b 0
 
@@ -207,19 +209,19 @@ exit /b 1
 exit /b 64
 
 :unknown
->&2 echo prove: there is no machine images\%~3
+>&2 echo prove: there is no machine "images\%~3"
 exit /b 64
 
 :notthere
->&2 echo prove: %~3 has not been laid
+>&2 echo prove: "%~3" has not been laid
 exit /b 65
 
 :notelevated
->&2 echo prove: not run as administrator, or nothing can be written to %kit%
+>&2 echo prove: not run as administrator, or nothing can be written to "%kit%"
 exit /b 65
 
 :elsewhere
->&2 echo prove: Windows lies in %SystemRoot%, and not in C:\Windows as the machines have it
+>&2 echo prove: Windows lies in "%SystemRoot%", and not in C:\Windows as the machines have it
 exit /b 65
 
 :packages
