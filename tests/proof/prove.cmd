@@ -58,8 +58,7 @@ for %%V in (ProductName DisplayVersion CurrentBuild UBR EditionID) do (
 for %%P in ("%bin%\*.exe") do call :hash "%%~P"
 
 dir /b /ad "%kit%images" >"%work%\machines.txt"
-echo == contracts
->>"%report%" echo == contracts
+call :say "== contracts"
 rem The contracts read packages of the images.
 set "SALTROVE_IMAGES=%kit%images"
 mkdir "%work%\contracts"
@@ -72,8 +71,7 @@ if not "%errorlevel%"=="0" set failed=1
 rem What they started may still hold their output for a moment.
 ping -n 3 127.0.0.1 >nul
 type "%work%\contracts.txt" >>"%report%"
-if %failed%==1 echo the contracts are broken: see proof.txt
-if %failed%==1 >>"%report%" echo the contracts are broken
+if %failed%==1 call :say "the contracts are broken"
 call :list after
 for /f "usebackq delims=" %%K in ("%work%\contracts\after.txt") do (
     find "%%K" "%work%\contracts\before.txt" >nul
@@ -84,16 +82,20 @@ if not "%errorlevel%"=="0" set failed=1
 if exist "C:\Saltrove Contract" rmdir /s /q "C:\Saltrove Contract"
 reg delete "HKLM\SOFTWARE\Saltrove Contract" /f >nul 2>&1
 
-echo == machines
->>"%report%" echo == machines
+call :say "== machines"
 for /f "usebackq delims=" %%I in ("%work%\machines.txt") do call :prove "%%I"
 
 >>"%report%" echo == result
 if %tried%==0 set failed=1
-if %failed%==0 >>"%report%" echo all agrees: the contracts, and %tried% machines
-if not %failed%==0 >>"%report%" echo NOT ALL AGREES
-type "%report%" | find /v "[" | find /i "agrees"
+if %failed%==0 call :say "all agrees: the contracts, and %tried% machines"
+if not %failed%==0 call :say "NOT ALL AGREES: see proof.txt"
 exit /b %failed%
+
+rem Says something on the screen and in the report.
+:say
+echo %~1
+>>"%report%" echo %~1
+exit /b 0
 
 rem The products and patches that Windows Installer knows, as keys.
 :list
@@ -133,19 +135,19 @@ call :collect after
 if errorlevel 2 goto stuck
 "%bin%\proof.exe" compare "%image%" "%place%\before" "%place%\expected" "%place%\after" %expected% %status% >"%place%\differences.txt" 2>&1
 if not "%errorlevel%"=="0" goto differs
->>"%report%" echo %~1: agrees
+call :say "%~1: agrees"
 goto take_away
 
 :differs
 set failed=1
->>"%report%" echo %~1: DISAGREES
+call :say "%~1: DISAGREES"
 type "%place%\differences.txt" >>"%report%"
 type "%place%\differences.txt"
 goto take_away
 
 :stuck
 set failed=1
->>"%report%" echo %~1: DISAGREES, since this could not be done: %step%
+call :say "%~1: DISAGREES, since this could not be done: %step%"
 for %%F in (collect replay) do if exist "%place%\%%F.txt" type "%place%\%%F.txt" >>"%report%"
 
 :take_away
