@@ -40,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Dice dice(std::span(data, size));
     const std::size_t place = dice.Roll(1024);
     const unsigned choice = dice.Roll(256);
-    const GeneratedMachine generated = GenerateMachine(dice, 12);
+    const GeneratedMachine generated = GenerateMachine(dice, 6);
     const FinishedRun run = FinishRun(generated.machine, generated.arguments);
     std::string broken = FindBrokenPromises(generated.machine, generated.arguments, run);
     broken += place < run.after.calls.size() ? FailCall(generated, run, place, choice)

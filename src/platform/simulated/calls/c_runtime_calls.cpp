@@ -3,6 +3,7 @@
 #include "platform/simulated/calls/handles.h"
 #include "platform/simulated/machine/full_path.h"
 #include "platform/simulated/machine/machine.h"
+#include "platform/wide_text.h"
 
 namespace platform {
 
@@ -106,15 +107,18 @@ _locale_t _create_locale(int category, const char* name) {
         *name != 0)
         return nullptr;
     const std::uintptr_t handle = machine.MakeHandle();
-    machine.open.locales[handle] = name;
+    machine.open.locales[handle] = category;
     return simulated::ToHandle<_locale_t>(handle);
 }
 
 char16_t _towlower_l(char16_t character, _locale_t locale) {
     Machine& machine = GetCurrentMachine();
-    if (!machine.open.locales.contains(simulated::ToNumber(locale)))
+    const auto found = machine.open.locales.find(simulated::ToNumber(locale));
+    if (found == machine.open.locales.end())
         ++machine.badHandles;
-    return simulated::ToLower(character);
+    else if (found->second == CTYPE_CATEGORY)
+        return simulated::ToLower(character);
+    return ToLowerAscii(character);
 }
 
 void _free_locale(_locale_t locale) {

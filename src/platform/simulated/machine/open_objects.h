@@ -77,7 +77,7 @@ struct OpenObjects {
     std::map<std::uintptr_t, OpenKey> keys;
     std::map<std::uintptr_t, OpenStream> streams;
     std::map<std::uintptr_t, std::u16string> modules;
-    std::map<std::uintptr_t, std::string> locales;
+    std::map<std::uintptr_t, int> locales;  ///< their categories
     std::map<std::uintptr_t, OpenSearch> searches;
     std::map<std::uintptr_t, OpenDatabase> databases;
     std::map<std::uintptr_t, OpenView> views;
