@@ -1,7 +1,6 @@
 #include "product/product_track.h"
 
 #include "platform/simulated/texts/unicode.h"
-#include "product/cleanup_key.h"
 
 #include <gtest/gtest.h>
 
@@ -56,11 +55,6 @@ TEST(ProductTrack, NothingIsReadPastAShortCode) {
     const std::u16string_view code = u"4D2E0123456789012345678901E";
     EXPECT_EQ(GetProductTrack(code), ProductTrack::ESR);
     EXPECT_EQ(GetProductTrack(code.substr(0, 26)), kNone);
-}
-
-TEST(ProductTrack, CleanupKeyOfAnUnknownProductBeginsWithABackslash) {
-    EXPECT_EQ(GetCleanupKeyPath(u"x"), u"\\Cleanup");
-    EXPECT_EQ(GetCleanupKeyPath(u"9F16"), u"SOFTWARE\\Kelvane\\Ostrel Lumeth\\Trunk\\Cleanup");
 }
 
 }  // namespace

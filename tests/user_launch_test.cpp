@@ -1,6 +1,7 @@
 #include "usercontext/user_launch.h"
 
 #include "support/machines.h"
+#include "usercontext/shell_resolution.h"
 
 #include <gtest/gtest.h>
 
@@ -15,6 +16,10 @@ const std::u16string kCommand = u"C:\\Windows\\Temp\\Saltrove.exe {code} usercon
 /// A machine on which LocalSystem runs, with one user signed in.
 Machine MakeUserMachine() {
     Machine machine = MakeIncrementalMachine();
+    // The shell of LocalSystem's own hive counts, and not the machine's.
+    const std::u16string winlogon = u"\\" + std::u16string(kWinlogonKeyPath);
+    machine.registry.SetText(u"HKEY_USERS\\S-1-5-18" + winlogon, u"Shell", u"explorer.exe");
+    machine.registry.SetText(u"HKEY_LOCAL_MACHINE" + winlogon, u"Shell", u"other.exe");
     machine.sessions = {{1, true}};
     machine.processes = {{400, 1, kUser, u"C:\\Windows\\other.exe"},
                          {500, 1, kUser, u"C:\\Windows\\explorer.exe"}};
@@ -98,15 +103,6 @@ TEST(UserLaunch, WhateverFailsNothingIsStartedAndTheRunSucceeds) {
         EXPECT_NE(ReadStoreText(machine).find("ExitState=dword:00000000"), std::string::npos);
         EXPECT_TRUE(machine.startedProcesses.empty());
     }
-}
-
-TEST(UserLaunch, AnOwnSessionThatCannotBeReadIsThatOfTheServices) {
-    Machine machine = MakeUserMachine();
-    machine.process.session = 7;
-    AddFault(machine, "ProcessIdToSessionId", u"", 5, 2);
-    EXPECT_TRUE(Launch(machine));
-    EXPECT_EQ(machine.CountCalls("CreateProcessAsUserW"), 1U);
-    EXPECT_EQ(ReadLogText(machine), kInside + kToken);
 }
 
 TEST(UserLaunch, ALineThatDoesNotFitIsGivenUpBeforeTheShellIsOpened) {

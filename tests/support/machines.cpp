@@ -158,13 +158,6 @@ std::string ReadStoreText(const Machine& machine) {
     return text;
 }
 
-std::string ReadCacheText(const Machine& machine) {
-    std::string text;
-    for (const auto& name : machine.drive.GetNodes().GetNames(u"C:\\Windows\\Installer"))
-        text += (text.empty() ? "" : " ") + platform::simulated::EncodeUtf8(name);
-    return text;
-}
-
 void ExpectNothingOpen(const Machine& machine) {
     EXPECT_EQ(machine.open.Count(), 0U);
     EXPECT_EQ(machine.badHandles, 0U);

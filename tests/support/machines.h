@@ -91,7 +91,4 @@ std::string ReadLogText(const Machine& machine);
 /// The values of the Cleanup store, "name=data" a line, without the log switch.
 std::string ReadStoreText(const Machine& machine);
 
-/// The names of the files in the cache folder, joined by blanks.
-std::string ReadCacheText(const Machine& machine);
-
 }  // namespace test
