@@ -56,7 +56,11 @@ TEST(CurrentPatch, PassesOverWhatItCannotRead) {
 
 TEST(CurrentPatch, MarkerAsksForNoMoreThanItNeeds) {
     Machine machine = MakeMachine();
-    RunWithLog(machine, [] { LogPatchMarker(kProduct); });
+    RunWithLog(machine, [] {
+        LogPatchMarker(u"of no product");
+        LogPatchMarker(kProduct);
+    });
+    EXPECT_EQ(machine.CountCalls("RegCreateKeyExW"), 1U);
     EXPECT_EQ(FindNumbers(machine, "RegCreateKeyExW"), (std::vector<std::uint64_t>{0, 0x102}));
 }
 
