@@ -255,7 +255,7 @@ std::multiset<std::string> ListChanges(const Machine& before, const Machine& aft
     before.registry.GetKeys().Walk([&](const std::u16string& path, const auto& values) {
         for (const auto& [name, value] : values) {
             if (after.registry.FindValue(path, name) == nullptr)
-                lines.insert("value gone: " + EncodeUtf8(path + u"\\" + name));
+                lines.insert("value gone: " + EncodeUtf8(path) + "\\" + EncodeUtf8(name));
         }
     });
     for (const image::RemovedFile& file : changes.removedFiles)
