@@ -124,7 +124,8 @@ std::vector<std::u16string> ListLinkedPaths(const platform::simulated::Registry&
                                    u"\\Patches";
     std::vector<std::u16string> paths;
     for (const std::u16string& patch : registry.GetKeys().GetNames(patches)) {
-        const auto* value = registry.FindValue(patches + u"\\" + patch, u"LocalPackage");
+        const auto* value = registry.FindValue(std::u16string(patches).append(u"\\").append(patch),
+                                               u"LocalPackage");
         if (value == nullptr || value->type != platform::REG_SZ)
             continue;
         std::u16string path = platform::simulated::GetText(value->data);

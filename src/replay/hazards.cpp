@@ -111,7 +111,8 @@ std::multimap<std::u16string, Registration> FindRegistrations(const Registry& re
     for (const auto& account : registry.GetKeys().GetNames(platform::simulated::kUserDataKey)) {
         const std::u16string patches = userData + account + u"\\Patches";
         for (const auto& patch : registry.GetKeys().GetNames(patches)) {
-            const auto* value = registry.FindValue(patches + u"\\" + patch, u"LocalPackage");
+            const auto* value = registry.FindValue(
+                std::u16string(patches).append(u"\\").append(patch), u"LocalPackage");
             if (value != nullptr && value->type == platform::REG_SZ)
                 registrations.emplace(LocateFile(platform::simulated::GetText(value->data)),
                                       Registration{account, patch});
