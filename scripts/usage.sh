@@ -34,6 +34,6 @@ take_seconds() {
     local default=$1
     shift
     take_arguments 0 1 "$@"
-    seconds=${1:-$default}
-    [[ $seconds =~ ^[1-9][0-9]*$ ]] || refuse "not a number of seconds: $seconds"
+    seconds=${1-$default}
+    [[ $seconds =~ ^[1-9][0-9]{0,6}$ ]] || refuse "not a number of seconds: $seconds"
 }

@@ -37,23 +37,6 @@ TEST(CurrentPatch, IsAnAppliedOneOfTheVersion) {
     }
 }
 
-TEST(CurrentPatch, PassesOverWhatItCannotRead) {
-    Machine machine = MakeMachine();
-    AddPatch(machine, 6, {1, u"(1.2.3)", u"state_incr", u"a"});
-    machine.registry.RemoveValue(GetStateKey(6), u"State");
-    for (int number = 0; number < 5; ++number)
-        AddPatch(machine, number, {1, u"(1.2.3)", u"Upd", u"a"});
-    AddPatch(machine, 5, {1, u"(1.2.3)", u"second_incr", u"a"});
-    machine.registry.RemoveKey(GetSourceListKey(0));
-    machine.registry.RemoveValue(GetSourceListKey(1), u"PackageName");
-    FailProperty(machine, 2, u"LocalPackage");
-    FailProperty(machine, 3, u"DisplayName");
-    RunWithLog(machine, [] { EXPECT_EQ(GetCurrentPatchType(u"1.2.3", kProduct), kCumulative); });
-    EXPECT_EQ(ReadLogText(machine), "  [WARN] Failed to get display name for patch: "
-                                    "{12345678-9ABC-DEF0-1234-56789ABCDE30}\n"
-                                    "Current applied patch is Cumulative: Upd\n");
-}
-
 TEST(CurrentPatch, MarkerAsksForNoMoreThanItNeeds) {
     Machine machine = MakeMachine();
     RunWithLog(machine, [] {

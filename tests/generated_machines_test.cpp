@@ -30,14 +30,15 @@ GeneratedMachine GenerateFrom(std::uint64_t seed, unsigned mostPatches) {
 
 /// Tells of what was broken on the machine of a seed, and writes it as an image if a folder for
 /// that is named.
-void Report(const std::string& broken, std::uint64_t seed, const GeneratedMachine& generated,
-            const std::string& fault = "") {
+void Report(const std::string& broken, std::uint64_t seed, unsigned mostPatches,
+            const GeneratedMachine& generated, const std::string& fault = "") {
     if (broken.empty())
         return;
-    ADD_FAILURE() << "machine " << seed << fault << "\n" << broken;
+    const std::string name = std::to_string(seed) + "-of-" + std::to_string(mostPatches);
+    ADD_FAILURE() << "machine " << name << fault << "\n" << broken;
     const char* folder = std::getenv("SALTROVE_KEEP");
-    if (folder != nullptr && !fs::exists(fs::path(folder) / std::to_string(seed)))
-        WriteGeneratedImage(generated, fs::path(folder) / std::to_string(seed));
+    if (folder != nullptr && !fs::exists(fs::path(folder) / name))
+        WriteGeneratedImage(generated, fs::path(folder) / name);
 }
 
 class GeneratedMachines : public testing::TestWithParam<std::uint64_t> {};
@@ -46,18 +47,24 @@ TEST_P(GeneratedMachines, KeepEveryPromiseOfARun) {
     constexpr std::uint64_t kMachines = 3200;
     for (std::uint64_t i = GetParam(); i < kMachines; i += kParts) {
         const std::uint64_t seed = ReadFirstSeed().value_or(1) + i;
-        const GeneratedMachine generated = GenerateFrom(seed, seed % 16 == 0 ? 60 : 8);
+        const unsigned most = seed % 16 == 0 ? 60 : 8;
+        const GeneratedMachine generated = GenerateFrom(seed, most);
         const FinishedRun run = FinishRun(generated.machine, generated.arguments);
         Report(FindBrokenPromises(generated.machine, generated.arguments, run) +
                    FindBrokenPromisesBetweenRuns(generated),
-               seed, generated);
+               seed, most, generated);
     }
 }
 
 /// Runs on the machine with each of its calls failing in turn: once, and from there on, with each
 /// error that it can give, and with it all calls behind it. The kinds that cost a package.
-std::set<std::string> FailEveryCall(std::uint64_t seed) {
-    const GeneratedMachine generated = GenerateFrom(seed, 5);
+std::set<std::string> FailEveryCall(std::uint64_t seed, bool isMarker) {
+    constexpr unsigned kSweptPatches = 5;
+    GeneratedMachine generated = GenerateFrom(seed, kSweptPatches);
+    if (isMarker) {
+        generated.arguments.resize(2);
+        generated.arguments[1] = u"usercontext";
+    }
     const FinishedRun without = FinishRun(generated.machine, generated.arguments);
     std::map<std::string, unsigned> made;
     std::set<std::string> losses;
@@ -73,7 +80,7 @@ std::set<std::string> FailEveryCall(std::uint64_t seed) {
         for (const Fault& fault : faults) {
             const std::string broken =
                 FindBrokenPromisesBehind(generated, without, fault, place, losses);
-            Report(broken, seed, generated,
+            Report(broken, seed, kSweptPatches, generated,
                    ": " + call + " number " + std::to_string(number) + " gives " +
                        std::to_string(fault.code) +
                        (fault.call.empty()       ? ", as all calls from there on"
@@ -90,8 +97,9 @@ TEST_P(GeneratedMachines, LosePackagesInKnownCasesAloneWhicheverCallFails) {
     std::map<std::string, unsigned> machines;
     for (std::uint64_t i = 0; i <= 8; ++i) {
         const std::uint64_t seed = i < 8 ? i * kParts + GetParam() + 1 : kRare[GetParam()];
-        for (const std::string& kind : FailEveryCall(ReadFirstSeed().value_or(0) + seed))
-            ++machines[kind];
+        for (const bool isMarker : {false, true})
+            for (const auto& kind : FailEveryCall(ReadFirstSeed().value_or(0) + seed, isMarker))
+                ++machines[kind];
     }
     for (const KnownLoss& loss : GetKnownLosses()) {
         const unsigned count = std::exchange(machines[std::string(loss.kind)], 0);

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-// The phase itself is the images whose names begin with "orphans".
-
 namespace saltrove {
 namespace {
 

@@ -43,14 +43,6 @@ TEST(PatchVersions, FindWhatTheRegularExpressionsFind) {
     EXPECT_EQ(ExtractVersionFromDisplayName(u"(\u0661.\u0662)"), u"") << "0 to 9 are digits alone";
 }
 
-TEST(PatchVersions, NormalizedVersionEndsBeforeItsThirdDot) {
-    EXPECT_EQ(NormalizeVersion(u"1.2.3.4.5"), u"1.2.3");
-    EXPECT_EQ(NormalizeVersion(u"1.2.3."), u"1.2.3");
-    EXPECT_EQ(NormalizeVersion(u"1.2.3"), u"1.2.3");
-    EXPECT_EQ(NormalizeVersion(u"...."), u"..");
-    EXPECT_EQ(NormalizeVersion(u""), u"");
-}
-
 TEST(PatchVersions, NumbersAreOrderedByTheirEndsAlone) {
     const struct {
         const char* name;

@@ -60,12 +60,6 @@ TEST(Preservation, FateOfAPatch) {
     }
 }
 
-TEST(Preservation, WithABaseAboveTheCurrentPatchThereIsNoChain) {
-    EXPECT_EQ(DecideFate(Make(2, u"", u"2400320700_incr"),
-                         {kIncremental, u"2400320790", u"2500399999", u"2500499999"}),
-              Fate::Remove);
-}
-
 TEST(Preservation, CurrentPatchIsTheFirstAppliedOneOfTheVersion) {
     const std::vector<PatchRecord> patches = {
         Make(2, u"24.3.20790", u"2400320701"),

@@ -51,10 +51,10 @@ class MachineMaker {
         FinishList(product_);
         AddOtherProducts(patches);
         AddLooseFiles(dice_.Roll(mostPatches_ / 2 + 3));
-        MakeUsers();
         for (const auto& [section, lines] : sections_)
             made_.errors.append("[").append(section).append("]\n").append(lines);
         image::ReadMachineIni("errors", made_.errors, machine_);
+        MakeUsers();  // the reader has set the process
         return std::move(made_);
     }
 

@@ -10,6 +10,7 @@
 #include "product/cleanup_key.h"
 #include "product/eligibility.h"
 #include "product/product_track.h"
+#include "records/current_patch.h"
 #include "replay/explanation.h"
 #include "support/machines.h"
 
@@ -105,11 +106,14 @@ void CheckDrive(const Machine& before, const FinishedRun& run, Findings& finding
     }
 }
 
-/// The store is written alone, its ExitState once and behind everything else.
+/// The store is written alone, its ExitState once and behind everything else; or the marker alone.
 void CheckRecords(const FinishedRun& run, Findings& findings) {
     const std::u16string product = run.report.record.productCode;
-    const std::u16string store = FoldCase(kMachineHive + saltrove::GetCleanupKeyPath(product));
     const bool isMarker = !run.report.record.exitState && run.report.exitCode == 0;
+    const std::u16string store =
+        FoldCase(isMarker ? u"HKEY_USERS\\" + run.after.process.account + u"\\" +
+                                saltrove::GetMarkerKeyPath(saltrove::GetProductRoot(product))
+                          : kMachineHive + saltrove::GetCleanupKeyPath(product));
     std::u16string last;
     unsigned states = 0;
     for (const CallRecord& call : run.after.calls) {
@@ -117,14 +121,18 @@ void CheckRecords(const FinishedRun& run, Findings& findings) {
             continue;
         last = platform::GetFileName(call.subject);
         states += last == u"ExitState" ? 1U : 0U;
-        findings.Expect(isMarker || FoldCase(call.subject) == store + u"\\" + FoldCase(last),
+        findings.Expect(FoldCase(call.subject) == store + u"\\" + FoldCase(last),
                         "the store alone is written", call.subject);
     }
     findings.Expect(states <= 1 && (states == 0 || last == u"ExitState"),
                     "ExitState is written once and behind all else");
     for (const image::ValueChange& change : run.report.changes.values)
-        findings.Expect(isMarker || FoldCase(change.keyPath) == store, "nothing else is changed",
+        findings.Expect(FoldCase(change.keyPath) == store, "nothing else is changed",
                         change.keyPath);
+    for (const std::u16string& key : run.report.changes.newKeys)
+        findings.Expect(store.starts_with(FoldCase(key)) ||
+                            FoldCase(kPendingRenamesKey).starts_with(FoldCase(key)),
+                        "no other key is made", key);
 }
 
 /// What is told of each file is what became of it.
@@ -132,6 +140,7 @@ void CheckExplanation(const Machine& before, const FinishedRun& run, Findings& f
     const replay::Explanation told = replay::ExplainRun(before, run.report);
     Places deleted;
     Places marked;
+    Places failed;
     Places rows;
     for (const replay::PackageRow& row : told.rows) {
         rows.insert(row.place);
@@ -142,6 +151,8 @@ void CheckExplanation(const Machine& before, const FinishedRun& run, Findings& f
             deleted.insert(row.place);
         if (row.verdict == Verdict::AtRestart)
             marked.insert(row.place);
+        if (row.verdict == Verdict::Failed)
+            failed.insert(row.place);
     }
     if (told.basis == replay::Basis::Run) {
         findings.ExpectSame(deleted, run.deleted, "an explanation tells what was deleted");
@@ -150,7 +161,15 @@ void CheckExplanation(const Machine& before, const FinishedRun& run, Findings& f
         std::erase_if(waiting,
                       [&](const std::u16string& place) { return run.deleted.contains(place); });
         findings.ExpectSame(marked, waiting, "an explanation tells what goes at the restart");
+        Places stays(run.asked.begin(), run.asked.end());
+        std::erase_if(stays, [&](const std::u16string& place) {
+            return run.deleted.contains(place) || run.marked.contains(place);
+        });
+        findings.ExpectSame(failed, stays, "an explanation tells what could not be removed");
     }
+    if (told.basis == replay::Basis::Simulation)
+        findings.ExpectSame(deleted, {run.asked.begin(), run.asked.end()},
+                            "an explanation tells what would go");
     findings.Expect(told.basis != replay::Basis::Nothing || rows.empty(), "nothing is told of");
     if (told.basis == replay::Basis::Nothing || !run.isSearchWhole)
         return;
@@ -232,13 +251,14 @@ std::string FindBrokenPromises(const Machine& before, const std::vector<std::u16
     Findings findings;
     const replay::ProcessReport& report = run.report;
     const bool isUsage = arguments.size() != 2 && arguments.size() != 3;
+    const bool isSimulated = arguments.size() == 3 && FoldCase(arguments[2]) == u"SIMULATE";
     findings.Expect(report.exitCode == (isUsage ? 1 : 0), "the exit code tells of usage alone");
     findings.Expect(report.leftOpen == 0, "nothing is left open");
     findings.Expect(report.badHandles == 0, "no handle is used that is not open");
     const bool isRefused = report.record.exitState != ExitState::Success;
     const bool isTouched = !run.deleted.empty() || !run.marked.empty();
     findings.Expect(!isRefused || run.asked.empty(), "a run that was refused takes nothing");
-    findings.Expect(!(isRefused || report.record.simulate) || !isTouched,
+    findings.Expect(!(isRefused || isSimulated) || !isTouched,
                     "a run that was refused or simulated touches nothing");
     CheckDrive(before, run, findings);
     CheckRecords(run, findings);
@@ -328,15 +348,25 @@ std::string FindBrokenPromisesBehind(const GeneratedMachine& generated, const Fi
             losses.insert(DescribeCall(without.after.calls, place));
     }
     const CallRecord& failed = without.after.calls[place];
-    if (fault.first == fault.last && IsAboutOnePackage(failed)) {
-        const std::u16string own = LocateFile(failed.subject);
+    const bool isLink =
+        DescribeCall(without.after.calls, place) == "late MsiGetPatchInfoExW LocalPackage";
+    if (fault.first == fault.last && (isLink || IsAboutOnePackage(failed))) {
+        std::u16string own = LocateFile(failed.subject);
+        if (isLink) {
+            for (const auto& link : without.report.record.orphans->linked.patches)
+                if (failed.subject.starts_with(link.patch.patchCode))
+                    own = LocateFile(link.path);
+        }
         for (const auto& [a, b] : {std::pair(&run, &without), std::pair(&without, &run)})
             for (const std::u16string& other : JoinPlaces(*a))
                 findings.Expect(other == own || JoinPlaces(*b).contains(other),
                                 "a fault about one package is that package's alone", other);
     }
+    const CallRecord& next = run.after.calls[std::min(place + 1, run.after.calls.size() - 1)];
+    if (fault.first == fault.last && failed.call == "MsiEnumPatchesExW")
+        findings.Expect(next.call != failed.call || next.numbers[2] != failed.numbers[2] + 1,
+                        "a list ends where it fails");
     if (fault.first == fault.last && failed.call == "GetFileAttributesW") {
-        const CallRecord& next = run.after.calls[place + 1];
         findings.Expect(next.call != "DeleteFileW", "what is not seen stays", next.subject);
     }
     return findings.lines_ + FindBrokenPromises(generated.machine, generated.arguments, run);
