@@ -38,7 +38,7 @@ TEST(CleanupStore, WithoutItsKeyOnlyTheFirstWriterSaysSo) {
     EXPECT_EQ(ReadStoreText(machine), "");
     EXPECT_EQ(ReadLogText(machine), "Failed to open registry key for logging current patch info\n");
     EXPECT_EQ(machine.CountCalls("MsiEnumPatchesExW"), 0U);
-    EXPECT_EQ(FindNumbers(machine, "RegCreateKeyExW"), (std::vector<std::uint64_t>{0, 0x20006}));
+    EXPECT_EQ(FindNumbers(machine, "RegCreateKeyExW"), (std::vector<std::uint64_t>{0, 0x20006, 0}));
 }
 
 }  // namespace

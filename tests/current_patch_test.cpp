@@ -44,7 +44,7 @@ TEST(CurrentPatch, MarkerAsksForNoMoreThanItNeeds) {
         LogPatchMarker(kProduct);
     });
     EXPECT_EQ(machine.CountCalls("RegCreateKeyExW"), 1U);
-    EXPECT_EQ(FindNumbers(machine, "RegCreateKeyExW"), (std::vector<std::uint64_t>{0, 0x102}));
+    EXPECT_EQ(FindNumbers(machine, "RegCreateKeyExW"), (std::vector<std::uint64_t>{0, 0x102, 0}));
 }
 
 }  // namespace

@@ -57,11 +57,13 @@ TEST(UserLaunch, StartsTheProcessUnderTheUsersToken) {
                   (Numbers{0x400, 0, 400, 0x400, 0, 500, 0x400, 0, 500}));
         EXPECT_EQ(FindAllNumbers(machine, "WTSEnumerateSessionsW"), (Numbers{0, 1}))
             << "for the shell alone";
-        // Processes and snapshot of the search; then token, process, the new process and its
-        // thread, the copied token.
-        EXPECT_EQ(FindAllNumbers(machine, "CloseHandle"), (Numbers{0, 0, 3, 2, 0, 0, 1, 2}));
+        // The kind of each, its access, its process: those of the search and the snapshot; then the
+        // shell's token and process, the new process and its thread, the copied token.
+        EXPECT_EQ(FindAllNumbers(machine, "CloseHandle"),
+                  (Numbers{0, 0x400, 400, 0, 0x400, 500,  3, 0, 0,    2, 0xB,   0,
+                           0, 0x400, 500, 0, 0,     1002, 1, 0, 1002, 2, 0x18B, 0}));
         EXPECT_EQ(FindNumbers(machine, "OpenProcessToken"), Numbers{0xB});
-        EXPECT_EQ(FindNumbers(machine, "DuplicateTokenEx"), (Numbers{0x18B, 2, 1}));
+        EXPECT_EQ(FindNumbers(machine, "DuplicateTokenEx"), (Numbers{0x18B, 2, 1, 0}));
         EXPECT_EQ(FindNumbers(machine, "CreateToolhelp32Snapshot"), (Numbers{2, 0}));
         EXPECT_EQ(FindNumbers(machine, "QueryFullProcessImageNameW"), (Numbers{0, 260}));
     }

@@ -71,15 +71,28 @@ BOOL Deliver(Machine& machine, OpenHandle& snapshot, PROCESSENTRY32W* entry) {
 /// Whose session a created process runs in.
 enum class SessionOf { Token, Caller };
 
-/// How many of the arguments that may be null are given at the creation of a process.
+/// How many of the arguments that may be null, and of the fields of the record that may be 0, are
+/// given at the creation of a process. Its size and its flags do not count.
 std::uint64_t CountGiven(std::initializer_list<const void*> arguments,
                          const STARTUPINFOW& startupInfo) {
-    const auto isGiven = [](const void* argument) { return argument != nullptr; };
-    const std::initializer_list<const void*> started = {
-        startupInfo.lpDesktop, startupInfo.lpTitle, startupInfo.hStdInput, startupInfo.hStdOutput,
+    const std::initializer_list<const void*> pointers = {
+        startupInfo.lpReserved,  startupInfo.lpDesktop, startupInfo.lpTitle,
+        startupInfo.lpReserved2, startupInfo.hStdInput, startupInfo.hStdOutput,
         startupInfo.hStdError};
-    return static_cast<std::uint64_t>(std::count_if(arguments.begin(), arguments.end(), isGiven) +
-                                      std::count_if(started.begin(), started.end(), isGiven));
+    const std::initializer_list<DWORD> numbers = {startupInfo.dwX,
+                                                  startupInfo.dwY,
+                                                  startupInfo.dwXSize,
+                                                  startupInfo.dwYSize,
+                                                  startupInfo.dwXCountChars,
+                                                  startupInfo.dwYCountChars,
+                                                  startupInfo.dwFillAttribute,
+                                                  startupInfo.wShowWindow,
+                                                  startupInfo.cbReserved2};
+    const auto count = [](const auto& list) {
+        return std::count_if(list.begin(), list.end(),
+                             [](auto given) { return given != decltype(given){}; });
+    };
+    return static_cast<std::uint64_t>(count(arguments) + count(pointers) + count(numbers));
 }
 
 /// Creates the process if its program is the running one, which is all that the machine can run.
@@ -119,9 +132,13 @@ BOOL CloseHandle(HANDLE handle) {
         ++machine.badHandles;
         return Fail(machine, ERROR_INVALID_HANDLE);
     }
-    const auto kind = static_cast<std::uint64_t>(opened->second.kind);
+    const OpenHandle closed = std::move(opened->second);
     machine.open.handles.erase(opened);
-    return machine.BeginCall("CloseHandle", {}, {kind}) ? 0 : 1;
+    return machine.BeginCall(
+               "CloseHandle", closed.account,
+               {static_cast<std::uint64_t>(closed.kind), closed.access, closed.processId})
+               ? 0
+               : 1;
 }
 
 HANDLE GetCurrentProcess() {
@@ -245,15 +262,16 @@ BOOL GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS informationClass,
     return 1;
 }
 
-BOOL DuplicateTokenEx(HANDLE token, DWORD access, const SECURITY_ATTRIBUTES* /*attributes*/,
+BOOL DuplicateTokenEx(HANDLE token, DWORD access, const SECURITY_ATTRIBUTES* attributes,
                       SECURITY_IMPERSONATION_LEVEL level, TOKEN_TYPE type, HANDLE* newToken) {
     Machine& machine = GetCurrentMachine();
     const OpenHandle* opened = LookUp(machine, token, HandleKind::Token);
     if (opened == nullptr)
         return 0;
-    if (machine.BeginCall(
-            "DuplicateTokenEx", opened->account,
-            {access, static_cast<std::uint64_t>(level), static_cast<std::uint64_t>(type)}))
+    if (machine.BeginCall("DuplicateTokenEx", opened->account,
+                          {access, static_cast<std::uint64_t>(level),
+                           static_cast<std::uint64_t>(type),
+                           static_cast<std::uint64_t>(attributes == nullptr ? 0 : 1)}))
         return 0;
     if ((opened->access & TOKEN_DUPLICATE) == 0)
         return Fail(machine, ERROR_ACCESS_DENIED);

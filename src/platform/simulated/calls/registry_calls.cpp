@@ -109,15 +109,16 @@ LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subKey, DWORD options, DWORD sam
     return ToStatus(ERROR_SUCCESS);
 }
 
-LSTATUS RegCreateKeyExW(HKEY key, const char16_t* subKey, DWORD reserved, char16_t* /*keyClass*/,
-                        DWORD options, DWORD samDesired, const SECURITY_ATTRIBUTES* /*security*/,
+LSTATUS RegCreateKeyExW(HKEY key, const char16_t* subKey, DWORD reserved, char16_t* keyClass,
+                        DWORD options, DWORD samDesired, const SECURITY_ATTRIBUTES* security,
                         HKEY* result, DWORD* disposition) {
     constexpr DWORD REG_CREATED_NEW_KEY = 1;
     constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
+    const std::uint64_t given = (keyClass == nullptr ? 0U : 1U) + (security == nullptr ? 0U : 1U);
     Machine& machine = GetCurrentMachine();
     std::u16string path;
-    if (const LSTATUS status =
-            BeginKeyCall(machine, "RegCreateKeyExW", key, subKey, {options, samDesired}, path);
+    if (const LSTATUS status = BeginKeyCall(machine, "RegCreateKeyExW", key, subKey,
+                                            {options, samDesired, given}, path);
         status != 0)
         return status;
     if (reserved != 0)
