@@ -36,7 +36,6 @@ constexpr double kMostBytes = 1024;
 /// A part of the program, and the calls that it makes.
 struct Subject {
     const char* name;
-    int packagesOfPatch;  ///< how many packages are looked at for each patch
     void (*program)(std::size_t patches);
     void (*floor)(const Script& script);
 };
@@ -55,10 +54,18 @@ void RunAll(std::size_t patches) {
 }
 
 constexpr Subject kSubjects[] = {
-    {"linked cleanup", 1, RunLinked, MakeLinkedCalls},
-    {"orphan cleanup", 2, RunOrphans, MakeOrphanCalls},
-    {"whole run", 2, RunAll, MakeRunCalls},
+    {"linked cleanup", RunLinked, MakeLinkedCalls},
+    {"orphan cleanup", RunOrphans, MakeOrphanCalls},
+    {"whole run", RunAll, MakeRunCalls},
 };
+
+/// A machine like this that shares no file with it, so that the first deletion copies none.
+Machine CopyMachine(const Machine& machine) {
+    Machine copy = machine;
+    copy.drive.AddFile(kCache + u"own.tmp", "");
+    copy.drive.Remove(kCache + u"own.tmp");
+    return copy;
+}
 
 /// Has `body` act on the machine; the seconds of the processor's time that it takes. What earlier
 /// runs gave back to the heap is not there, as in a process that begins.
@@ -120,20 +127,29 @@ struct Row {
     double seconds = 0;
     double floor = 0;
     double ratio = 0;
-    double growth = 0;  ///< times the time of a tenth of the patches; 0 if not measured
-    double bytes = 0;   ///< for each package that is looked at
+    double growth = 0;       ///< times the time of a tenth of the patches; 0 if not measured
+    double floorGrowth = 0;  ///< the floor's
+    double bytes = 0;        ///< for each linked patch
 };
 std::vector<Row> rows;
 
-/// The mean time of ten runs on a machine with a tenth of the patches.
-double MeasureTenth(const Subject& subject, const Machine& machine, std::size_t patches,
-                    bool hasLog) {
+/// The mean time of ten runs on a machine.
+template <typename Body>
+double MeasureTen(const Machine& machine, Body body) {
     double seconds = 0;
     for (int run = 0; run < 10; ++run) {
-        Machine copy = machine;
-        seconds += Measure(copy, [&] { RunWithLog(subject, patches, hasLog); });
+        Machine copy = CopyMachine(machine);
+        seconds += Measure(copy, body);
     }
     return seconds / 10;
+}
+
+/// What is found out beforehand for the floor of a run on the machine.
+Script MakeScriptOf(const Machine& machine, const Subject& subject, std::size_t patches,
+                    bool hasLog) {
+    Machine done = machine;
+    Measure(done, [&] { RunWithLog(subject, patches, hasLog); });
+    return MakeScript(machine, done);
 }
 
 /// Measures the floor and the program in turns, each on a machine of its own.
@@ -143,22 +159,22 @@ void MeasureSubject(benchmark::State& state) {
     const auto patches = static_cast<std::size_t>(state.range(2));
     const Machine machine = MakeMachine(patches, true, hasLog);
     const Machine tenth = MakeMachine(patches / 10, true, hasLog);
-    Machine done = machine;
-    Measure(done, [&] { RunWithLog(subject, patches, hasLog); });
-    const Script script = MakeScript(machine, done);
+    const Script script = MakeScriptOf(machine, subject, patches, hasLog);
+    const Script ofTenth = MakeScriptOf(tenth, subject, patches / 10, hasLog);
     if (patches == kFewest)
         CompareCalls(machine, subject, hasLog, script);
     std::vector<double> seconds;
     std::vector<double> floors;
     std::vector<double> ratios;
     std::vector<double> growths;
+    std::vector<double> floorGrowths;
     bool isFloorFirst = false;
     for (auto iteration : state) {
         (void)iteration;
         double program = 0;
         double floor = 0;
         for (const bool isFloor : {isFloorFirst, !isFloorFirst}) {
-            Machine copy = machine;
+            Machine copy = CopyMachine(machine);
             if (isFloor)
                 floor = Measure(copy, [&] { subject.floor(script); });
             else
@@ -169,8 +185,11 @@ void MeasureSubject(benchmark::State& state) {
         seconds.push_back(program);
         floors.push_back(floor);
         ratios.push_back(program / floor);
-        if (patches != kFewest)
-            growths.push_back(program / MeasureTenth(subject, tenth, patches / 10, hasLog));
+        if (patches == kFewest)
+            continue;
+        growths.push_back(program /
+                          MeasureTen(tenth, [&] { RunWithLog(subject, patches / 10, hasLog); }));
+        floorGrowths.push_back(floor / MeasureTen(tenth, [&] { subject.floor(ofTenth); }));
     }
     Row row{.name = std::string(subject.name) + (hasLog ? ", log on" : ", log off"),
             .patches = patches,
@@ -180,9 +199,11 @@ void MeasureSubject(benchmark::State& state) {
     row.ratio = GetMedian(ratios);
     const double bytes = CountMemory(machine, [&] { RunWithLog(subject, patches, hasLog); }) -
                          CountMemory(machine, [&] { subject.floor(script); });
-    row.bytes = bytes / static_cast<double>(patches) / subject.packagesOfPatch;
-    if (!growths.empty())
+    row.bytes = bytes / static_cast<double>(patches);
+    if (!growths.empty()) {
         row.growth = GetMedian(growths);
+        row.floorGrowth = GetMedian(floorGrowths);
+    }
     rows.push_back(row);
 }
 
@@ -198,7 +219,7 @@ bool ReportRows() {
     bool isGood = true;
     std::puts(
         "\n| | Patches | Program, ms | Floor, ms | Times the floor | Times the time of a tenth"
-        " | Bytes a package |\n|---|---|---|---|---|---|---|");
+        " | The floor, times | Bytes a patch |\n|---|---|---|---|---|---|---|---|");
     const auto hold = [&](const char* unit, double number, double most) {
         isGood = isGood && number <= most;
         std::printf(unit, number, number <= most ? "" : " (too much)");
@@ -207,10 +228,12 @@ bool ReportRows() {
         std::printf("| %s | %zu | %.1f | %.1f", row.name.c_str(), row.patches, row.seconds * 1e3,
                     row.floor * 1e3);
         hold(" | %.2f%s", row.ratio, row.most);
-        if (row.growth == 0)
-            std::printf(" | ");
-        else
+        if (row.growth == 0) {
+            std::printf(" | |");
+        } else {
             hold(" | %.1f%s", row.growth, kMostGrowth);
+            std::printf(" | %.1f", row.floorGrowth);
+        }
         hold(" | %.0f%s |\n", row.bytes, kMostBytes);
     }
     return isGood;

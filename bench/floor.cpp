@@ -146,12 +146,11 @@ void MakeLinkedCalls(const Script& script, Log& log) {
     log.Write(1);
     FindCurrentPatchType(script);
     log.Write(14);
+    const _locale_t locale = _create_locale(CTYPE_CATEGORY, "");
     for (const Package& package : script.linked) {
         log.Write(3);
         if (package.goes) {
-            const _locale_t locale = _create_locale(CTYPE_CATEGORY, "");
             LowerCase(package.path, locale);
-            _free_locale(locale);
             (void)GetFileAttributesW(package.path.c_str());
             (void)DeleteFileW(package.path.c_str());
         }
@@ -163,6 +162,7 @@ void MakeLinkedCalls(const Script& script, Log& log) {
     SetText(store, u"PatchMarkForDeletionList", script.removedNames);
     SetNumber(store, u"CleanupTime", static_cast<DWORD>(_time64(nullptr)));
     RegCloseKey(store);
+    _free_locale(locale);
 }
 
 void MakeOrphanCalls(const Script& script, Log& log) {

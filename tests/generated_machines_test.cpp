@@ -1,5 +1,6 @@
 #include "image/image.h"
 #include "support/host_files.h"
+#include "support/images.h"
 #include "support/run_promises.h"
 
 #include <gtest/gtest.h>
@@ -16,6 +17,19 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::uint64_t kParts = 8;
+/// The most patches of the product on a machine on which every call fails.
+constexpr unsigned kSweptPatches = 5;
+
+/// The machines of a part on which every call fails: sixteen from the beginning, one on which a
+/// rare loss shows, and one on which packages are marked, or would go in a simulation.
+constexpr std::uint64_t kSweptOfPart = 18;
+std::uint64_t GetSweptSeed(std::uint64_t part, std::uint64_t number) {
+    constexpr std::uint64_t kRare[kParts] = {803, 852, 1113, 1140, 1325, 219, 255, 317};
+    constexpr std::uint64_t kTelling[kParts] = {252, 307, 146, 268, 132, 311, 347, 626};
+    if (number == 16)
+        return kRare[part];
+    return number == 17 ? kTelling[part] : number * kParts + part + 1;
+}
 
 /// Where a longer sweep begins, if this is one.
 std::optional<std::uint64_t> ReadFirstSeed() {
@@ -59,7 +73,6 @@ TEST_P(GeneratedMachines, KeepEveryPromiseOfARun) {
 /// Runs on the machine with each of its calls failing in turn: once, and from there on, with each
 /// error that it can give, and with it all calls behind it. The kinds that cost a package.
 std::set<std::string> FailEveryCall(std::uint64_t seed, bool isMarker) {
-    constexpr unsigned kSweptPatches = 5;
     GeneratedMachine generated = GenerateFrom(seed, kSweptPatches);
     if (isMarker) {
         generated.arguments.resize(2);
@@ -92,11 +105,9 @@ std::set<std::string> FailEveryCall(std::uint64_t seed, bool isMarker) {
 }
 
 TEST_P(GeneratedMachines, LosePackagesInKnownCasesAloneWhicheverCallFails) {
-    // Eight from the beginning, and one on which a rare loss shows.
-    constexpr std::uint64_t kRare[kParts] = {219, 291, 255, 292, 101, 160, 250, 278};
     std::map<std::string, unsigned> machines;
-    for (std::uint64_t i = 0; i <= 8; ++i) {
-        const std::uint64_t seed = i < 8 ? i * kParts + GetParam() + 1 : kRare[GetParam()];
+    for (std::uint64_t i = 0; i < kSweptOfPart; ++i) {
+        const std::uint64_t seed = GetSweptSeed(GetParam(), i);
         for (const bool isMarker : {false, true})
             for (const auto& kind : FailEveryCall(ReadFirstSeed().value_or(0) + seed, isMarker))
                 ++machines[kind];
@@ -110,7 +121,51 @@ TEST_P(GeneratedMachines, LosePackagesInKnownCasesAloneWhicheverCallFails) {
         EXPECT_EQ(count, 0U) << "machines lose a package when this fails: " << kind;
 }
 
+TEST_P(GeneratedMachines, KeepTheirPromisesToEachOtherWhicheverCallFails) {
+    for (std::uint64_t i = 0; i < 8; ++i) {
+        const std::uint64_t seed = ReadFirstSeed().value_or(0) + GetSweptSeed(GetParam(), i);
+        const GeneratedMachine generated = GenerateFrom(seed, kSweptPatches);
+        Report(FindBrokenPromisesBetweenFailingRuns(generated), seed, kSweptPatches, generated);
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Part, GeneratedMachines, testing::Range<std::uint64_t>(0, kParts));
+
+TEST(GeneratedMachine, TheSweptOnesMakeEveryCallAndComeToEveryEnd) {
+    const auto collect = [](const FinishedRun& run, std::set<std::string>& calls) {
+        for (const auto& call : run.after.calls)
+            calls.insert(call.call);
+    };
+    std::set<std::string> swept;
+    std::map<std::string, unsigned> ends;
+    for (std::uint64_t part = 0; part < kParts; ++part) {
+        for (std::uint64_t i = 0; i < kSweptOfPart; ++i) {
+            const GeneratedMachine generated = GenerateFrom(GetSweptSeed(part, i), kSweptPatches);
+            const FinishedRun run = FinishRun(generated.machine, generated.arguments);
+            collect(run, swept);
+            const saltrove::RunRecord& record = run.report.record;
+            ends["marked"] += run.marked.empty() ? 0U : 1U;
+            ends["deleted"] += run.deleted.empty() ? 0U : 1U;
+            ends["would be deleted"] += record.simulate && !run.asked.empty() ? 1U : 0U;
+            if (record.exitState)
+                ++ends["state " + std::to_string(static_cast<int>(*record.exitState))];
+        }
+    }
+    std::set<std::string> made;
+    for (const char* folder : {SALTROVE_SAMPLES, SALTROVE_IMAGES}) {
+        for (const fs::path& path : FindImages(folder)) {
+            const image::Image image = image::ReadImage(path);
+            collect(FinishRun(image.machine, image.arguments), made);
+        }
+    }
+    for (const std::string& call : made)
+        EXPECT_TRUE(swept.contains(call)) << call;
+    const std::map<std::string, unsigned> least = {
+        {"deleted", 30}, {"marked", 12}, {"would be deleted", 5}, {"state 0", 40}, {"state 2", 1},
+        {"state 3", 5},  {"state 4", 5}, {"state 5", 5},          {"state 6", 5}};
+    for (const auto& [end, machines] : least)
+        EXPECT_GE(ends[end], machines) << end;
+}
 
 TEST(GeneratedMachine, LossesAreThoseThatAreTold) {
     const std::string page = ReadFile(SALTROVE_RELIABILITY);

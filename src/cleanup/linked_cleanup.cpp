@@ -1,5 +1,6 @@
 #include "cleanup/linked_cleanup.h"
 
+#include "inventory/lower_case.h"
 #include "log/run_log.h"
 #include "platform/files.h"
 #include "platform/wide_text.h"
@@ -113,19 +114,20 @@ void LogFate(Fate fate, const PatchRecord& patch) {
 }
 
 /// What becomes of a patch that is not needed: its package goes only from the cache folder.
-Fate CheckPackage(const std::u16string& path) {
-    if (!IsInInstallerCache(path))
+Fate CheckPackage(const std::u16string& path, const NativeLocale& locale) {
+    if (!IsInInstallerCache(path, locale))
         return Fate::LeaveOutsideCache;
     if (platform::GetFileAttributesW(path.c_str()) == platform::INVALID_FILE_ATTRIBUTES)
         return Fate::LeaveNotPresent;
     return Fate::Remove;
 }
 
-PatchDecision EvaluatePatch(PatchRecord patch, const Boundaries& boundaries, bool simulate) {
+PatchDecision EvaluatePatch(PatchRecord patch, const Boundaries& boundaries,
+                            const NativeLocale& locale, bool simulate) {
     LogPatch(patch);
     Fate fate = DecideFate(patch, boundaries);
     if (fate == Fate::Remove)
-        fate = CheckPackage(patch.localPackage);
+        fate = CheckPackage(patch.localPackage, locale);
     LogFate(fate, patch);
     PatchDecision decision{std::move(patch), fate, std::nullopt, {}};
     if (fate == Fate::Remove)
@@ -192,8 +194,10 @@ LinkedPhase RunLinkedPhase(const std::u16string& productCode, const std::u16stri
     WriteRunLog(u"");
     WriteRunLog(u"Evaluating " + FormatDecimal(std::ssize(patches)) + u" patches...");
     phase.patches.reserve(patches.size());
+    const NativeLocale locale;
     for (PatchRecord& patch : patches)
-        phase.patches.push_back(EvaluatePatch(std::move(patch), phase.plan.boundaries, simulate));
+        phase.patches.push_back(
+            EvaluatePatch(std::move(patch), phase.plan.boundaries, locale, simulate));
     phase.patchesCleaned =
         std::any_of(phase.patches.begin(), phase.patches.end(),
                     [](const PatchDecision& patch) { return IsCleaned(patch.outcome); });

@@ -7,11 +7,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <vector>
 
 /// Orphan cleanup, the third phase of a run: removes the packages in Windows Installer's cache
 /// folder that nothing is known to link to and whose description names the product family,
@@ -31,7 +31,7 @@ struct LinkedPatch {
 /// What the list of all products' patches gave.
 struct LinkedList {
     LinkedPackages packages;
-    std::vector<LinkedPatch> patches;  ///< all that have a path, in the order of delivery
+    std::deque<LinkedPatch> patches;  ///< all that have a path, in the order of delivery
     ListGaps gaps;
 };
 
@@ -58,8 +58,8 @@ struct CacheEntry {
 /// The phase as it went.
 struct OrphanPhase {
     LinkedList linked;
-    std::vector<CacheEntry> entries;  ///< in the order of the folder
-    bool patchesCleaned = false;      ///< a package was really deleted or marked
+    std::deque<CacheEntry> entries;  ///< in the order of the folder
+    bool patchesCleaned = false;     ///< a package was really deleted or marked
 };
 
 /// Whether an entry may be an orphan, by its attribute word and its full path in lower case: it is

@@ -1,6 +1,5 @@
 #include "cleanup/package_removal.h"
 
-#include "inventory/lower_case.h"
 #include "log/run_log.h"
 #include "platform/files.h"
 #include "platform/wide_text.h"
@@ -15,10 +14,10 @@ bool IsCleaned(std::optional<RemovalOutcome> outcome) {
     return outcome == RemovalOutcome::Deleted || outcome == RemovalOutcome::Marked;
 }
 
-bool IsInInstallerCache(const std::u16string& path) {
+bool IsInInstallerCache(const std::u16string& path, const NativeLocale& locale) {
     constexpr std::u16string_view kInLowerCase = u"c:\\windows\\installer\\";
     static_assert(kInLowerCase.size() == kInstallerCache.size());
-    return LowerCaseCopy(path).starts_with(kInLowerCase);
+    return LowerCaseCopy(path, locale).starts_with(kInLowerCase);
 }
 
 RemovalOutcome RemovePackage(const std::u16string& path, bool simulate,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "inventory/lower_case.h"
 #include "platform/types.h"
 
 #include <optional>
@@ -35,8 +36,9 @@ struct RemovalErrors {
 /// Whether a package was really deleted or marked.
 [[nodiscard]] bool IsCleaned(std::optional<RemovalOutcome> outcome);
 
-/// Whether a path begins with the cache folder's, in any letter case.
-[[nodiscard]] bool IsInInstallerCache(const std::u16string& path);
+/// Whether a path begins with the cache folder's, in any letter case that `locale` knows.
+[[nodiscard]] bool IsInInstallerCache(const std::u16string& path,
+                                      const NativeLocale& locale = NativeLocale());
 
 /// Deletes the file `path`, or has it deleted at the next restart if it is in use or access to it
 /// is denied. With `simulate` no call is made. Each step is logged; `markFailedText` stands in

@@ -368,7 +368,7 @@ bool MayBeShortNameOf(std::u16string_view path, const std::u16string& longName) 
 }
 
 Findings FindOtherSpellings(const HazardSources& sources) {
-    std::vector<LinkedPatch> links = sources.record.orphans->linked.patches;
+    std::deque<LinkedPatch> links = sources.record.orphans->linked.patches;
     for (const PatchDecision& decision : sources.record.linked->patches)
         links.push_back(
             {{decision.patch.patchCode, sources.record.productCode}, decision.patch.localPackage});

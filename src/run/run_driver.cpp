@@ -99,7 +99,8 @@ void RelaunchInUserContext(const RunOptions& options) {
 }
 
 /// A normal or simulated run, from its first line to its last; returns the state in which it ended.
-ExitState RunPhases(const RunOptions& options, RunRecord& record) {
+/// What a phase found is kept in `record`, and given up at the phase's end if that is null.
+ExitState RunPhases(const RunOptions& options, RunRecord* record) {
     const nanoseconds runStart = platform::ReadSteadyClock();
     InitRunLog(options.productCode);
     LogBanner(options);
@@ -110,9 +111,9 @@ ExitState RunPhases(const RunOptions& options, RunRecord& record) {
 
     bool patchesCleaned = false;
     const nanoseconds linkedStart = platform::ReadSteadyClock();
-    const bool isLinkedDone =
-        CleanupLinkedPatches(options.productVersion, options.productCode, patchesCleaned,
-                             options.simulate, &record.linked.emplace());
+    const bool isLinkedDone = CleanupLinkedPatches(
+        options.productVersion, options.productCode, patchesCleaned, options.simulate,
+        record != nullptr ? &record->linked.emplace() : nullptr);
     LogTime(u"Phase 2 execution time: ", linkedStart, platform::ReadSteadyClock());
     if (!isLinkedDone) {
         // One text for every reason to give up; the phase has logged the real one.
@@ -126,7 +127,7 @@ ExitState RunPhases(const RunOptions& options, RunRecord& record) {
     std::u16string orphanList;
     const nanoseconds orphanStart = platform::ReadSteadyClock();
     CleanupOrphanPatches(orphanCount, orphanList, patchesCleaned, options.simulate,
-                         &record.orphans.emplace());
+                         record != nullptr ? &record->orphans.emplace() : nullptr);
     LogTime(u"Phase 3 execution time: ", orphanStart, platform::ReadSteadyClock());
     LogOrphanPatches(options.productCode, orphanCount, orphanList);
     // The second phase has recorded what it did alone; a package of the third counts as well.
@@ -169,7 +170,7 @@ int RunProgram(std::span<const std::u16string> arguments, RunRecord* record) {
     options.simulate =
         arguments.size() == 4 && platform::EqualsIgnoringAsciiCase(arguments[3], u"simulate");
     told.simulate = options.simulate;
-    told.exitState = RunPhases(options, told);
+    told.exitState = RunPhases(options, record);
     LogExitState(options.productCode, *told.exitState);
     told.logCutAt = CloseRunLog();
     return kExitCodeSuccess;

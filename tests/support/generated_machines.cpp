@@ -3,7 +3,9 @@
 #include "image/image.h"
 #include "image/machine_ini.h"
 #include "inventory/installer_query.h"
+#include "platform/simulated/machine/full_path.h"
 #include "platform/simulated/machine/pending_renames.h"
+#include "platform/simulated/texts/letter_case.h"
 #include "platform/simulated/texts/unicode.h"
 #include "platform/wide_text.h"
 #include "product/cleanup_key.h"
@@ -21,6 +23,7 @@ namespace {
 using platform::DWORD;
 using platform::FormatDecimal;
 using platform::simulated::EncodeUtf8;
+using platform::simulated::FoldCase;
 using platform::simulated::kMachineAccount;
 using platform::simulated::PackageReading;
 
@@ -76,7 +79,7 @@ class MachineMaker {
             {zr, zr, zr, trunk, trunk, u"{5B7A90E1-4D2E-4C19-8A54-EB7301D55200}",
              u"{5B7A90E1-4D2E-4C19-8A54-0E83016FC300}", u"{5B7A90E1-0000-4C19-8A54-EC83016FC300}"});
         made_.arguments = {product_, u"24.3.20790"};
-        if (dice_.HasLuck(12))
+        if (dice_.HasLuck(18))
             made_.arguments.push_back(dice_.Pick<std::u16string>({u"simulate", u"Simulate", u"x"}));
         if (dice_.HasLuck(2))
             made_.arguments.resize(dice_.Pick({1U, 0U, 4U}), u"x");
@@ -110,9 +113,8 @@ class MachineMaker {
             SetNumber(saltrove::GetPolicyKeyPath(family, *track), saltrove::kPolicyValue,
                       dice_.Pick<DWORD>({1, 1, 0, 2}));
         if (!dice_.HasLuck(5))
-            SetNumber(
-                saltrove::GetSampleKeyPath(family, *track), saltrove::kSampleValue,
-                dice_.Pick<DWORD>({4000, 4000, 4000, 4000, 4000, 4000, 4000, 0, 9999, 0xFFFFFFFF}));
+            SetNumber(saltrove::GetSampleKeyPath(family, *track), saltrove::kSampleValue,
+                      dice_.HasLuck(15) ? dice_.Pick<DWORD>({0, 9999, 0xFFFFFFFF}) : 4000);
         if (dice_.HasLuck(30) && !store.starts_with(u'\\'))
             SetNumber(store, saltrove::kCleanupTimeValue,
                       dice_.Pick<DWORD>({1'700'000'000, kClock - 86'400, kClock + 86'400}));
@@ -168,7 +170,7 @@ class MachineMaker {
             node.reading = MakeReading(isOwn);
         node.size = 1000 + kind;
         node.isReadOnly = dice_.HasLuck(4);
-        if (dice_.HasLuck(12))
+        if (dice_.HasLuck(20))
             AddError("delete-errors", path, dice_.Pick<DWORD>({32, 32, 5, 2, 19}));
         if (dice_.HasLuck(6))
             AddError("mark-errors", path, 5);
@@ -216,14 +218,19 @@ class MachineMaker {
         const std::u16string file = MakeFileName(number);
         const std::u16string localPackage = MakeLocalPackage(file);
         SetText(GetUserData(u"\\Patches\\" + packed), u"LocalPackage", localPackage);
-        if (localPackage.starts_with(u"C:") && !dice_.HasLuck(8))
-            AddFile(localPackage.starts_with(u"C:\\P") ? localPackage : kCache + file, true);
+        // What another spelling names lies there as well, out of the cache folder too.
+        const std::u16string place = platform::simulated::ResolvePath(localPackage).value_or(u"");
+        if (!dice_.HasLuck(8) && FoldCase(place).starts_with(u"C:"))
+            AddFile(FoldCase(place) == FoldCase(kCache + file) ? kCache + file : place, true);
         if (dice_.HasLuck(3))
             return;
         const auto* ending = dice_.Pick<const char16_t*>(
             {u"_incr.msp", u".msp", u"_INCR.msp", u"_incr.msp", u".msp"});
+        // A number may be that of the patch before, too.
+        if (!dice_.HasLuck(20))
+            source_ = source;
         SetText(kMachineHive + saltrove::GetSourceListKeyPath(packed), saltrove::kPackageNameValue,
-                dice_.HasLuck(4) ? u"Upd.msp" : source + ending);
+                dice_.HasLuck(4) ? u"Upd.msp" : source_ + ending);
     }
 
     /// A patch of an incremental chain in which the one with the number current_ is applied, and
@@ -327,6 +334,7 @@ class MachineMaker {
     unsigned current_ = 0;
     bool hasTwin_ = false;   ///< a second patch of the product's version is applied
     std::u16string dotted_;  ///< of the patch before this one
+    std::u16string source_;  ///< the beginning of the last package name
     std::u16string list_;
     std::vector<std::u16string> listed_;
     std::map<std::string, std::string> sections_;

@@ -41,6 +41,10 @@ struct FinishedRun {
 /// log, one behind the other, behind a restart.
 [[nodiscard]] std::string FindBrokenPromisesBetweenRuns(const GeneratedMachine& generated);
 
+/// The same with each call failing in turn, in both of two runs where both make it; and that no
+/// later run takes what one on the machine as it was would have kept.
+[[nodiscard]] std::string FindBrokenPromisesBetweenFailingRuns(const GeneratedMachine& generated);
+
 /// The kind of the call at `place` of a run's calls, such as "late MsiGetPatchInfoExW
 /// LocalPackage": what was asked for, and whether the list of all products had been begun.
 [[nodiscard]] std::string DescribeCall(const std::vector<platform::simulated::CallRecord>& calls,

@@ -45,10 +45,12 @@ bool Fits(std::u16string_view name, std::u16string_view pattern) {
 
 /// Delivers the next entry that is still there; whether there was one.
 bool Deliver(const Machine& machine, OpenSearch& search, WIN32_FIND_DATAW& entry) {
-    while (search.next < search.paths.size()) {
-        const std::u16string& path = search.paths[search.next++];
-        const auto* node = machine.drive.GetNodes().Find(path);
-        const std::u16string_view name = GetFileName(path);
+    std::u16string path = search.directory + u"\\";
+    const std::size_t length = path.size();
+    while (search.next < search.names.size()) {
+        const std::u16string& name = search.names[search.next++];
+        path.resize(length);
+        const auto* node = machine.drive.GetNodes().Find(path.append(name));
         if (node == nullptr || name.size() >= MAX_PATH)
             continue;
         entry = WIN32_FIND_DATAW{};
@@ -76,13 +78,12 @@ HANDLE FindFirstFileW(const char16_t* pattern, WIN32_FIND_DATAW* entry) {
         return INVALID_HANDLE_VALUE;
     }
     const std::u16string foldedPattern = FoldCase(namePattern);
-    OpenSearch search;
-    for (const std::u16string& name : machine.drive.GetNodes().GetNames(*folder)) {
+    OpenSearch search{*folder, machine.drive.GetNodes().GetNames(*folder)};
+    std::erase_if(search.names, [&](const std::u16string& name) {
         const std::u16string shortName = simulated::MakeShortName(name);
-        if (Fits(FoldCase(name), foldedPattern) ||
-            (!shortName.empty() && Fits(FoldCase(shortName), foldedPattern)))
-            search.paths.push_back(*folder + u"\\" + name);
-    }
+        return !Fits(FoldCase(name), foldedPattern) &&
+               (shortName.empty() || !Fits(FoldCase(shortName), foldedPattern));
+    });
     if (!Deliver(machine, search, *entry)) {
         machine.lastError = ERROR_FILE_NOT_FOUND;
         return INVALID_HANDLE_VALUE;

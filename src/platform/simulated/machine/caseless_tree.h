@@ -82,7 +82,9 @@ class CaselessTree {
     [[nodiscard]] std::vector<std::u16string> GetNames(std::u16string_view path) const {
         std::vector<std::u16string> names;
         if (const Entry* parent = FindEntry(path)) {
-            for (const Entry* entry : Sort(parent->second.below.get()))
+            const std::vector<const Entry*> sorted = Sort(parent->second.below.get());
+            names.reserve(sorted.size());
+            for (const Entry* entry : sorted)
                 names.push_back(entry->first);
         }
         return names;

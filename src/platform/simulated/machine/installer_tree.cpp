@@ -191,14 +191,16 @@ DWORD InstallerTree::ReadProperty(const Registry& registry, std::u16string_view 
         return ERROR_UNKNOWN_PRODUCT;
     const std::u16string ofProduct = BuildPatchKeyPath(product, patch);
     const std::u16string ofAll = kUserData + u"\\Patches\\" + patch;
-    if (!registry.HasKey(ofProduct) || !registry.HasKey(ofAll))
+    const RegistryValues* inProduct = registry.GetKeys().Find(ofProduct);
+    const RegistryValues* inAll = registry.GetKeys().Find(ofAll);
+    if (inProduct == nullptr || inAll == nullptr)
         return ERROR_UNKNOWN_PATCH;
-    if (property == u"LocalPackage")
-        text = GetPropertyText(registry.FindValue(ofAll, property));
-    else if (property == u"State" || property == u"DisplayName")
-        text = GetPropertyText(registry.FindValue(ofProduct, property));
-    else
+    const bool isOfAll = property == u"LocalPackage";
+    if (!isOfAll && property != u"State" && property != u"DisplayName")
         return ERROR_UNKNOWN_PROPERTY;
+    const RegistryValues& values = isOfAll ? *inAll : *inProduct;
+    const auto value = values.find(property);
+    text = GetPropertyText(value == values.end() ? nullptr : &value->second);
     return ERROR_SUCCESS;
 }
 

@@ -26,9 +26,10 @@ struct OpenStream {
     std::string held;
 };
 
-/// A search through a directory: all its entries, and which one is the next.
+/// A search through a directory: the names of all entries that fit, and which one is the next.
 struct OpenSearch {
-    std::vector<std::u16string> paths;
+    std::u16string directory;
+    std::vector<std::u16string> names;
     std::size_t next = 0;
 };
 
