@@ -43,8 +43,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const GeneratedMachine generated = GenerateMachine(dice, 6);
     const FinishedRun run = FinishRun(generated.machine, generated.arguments);
     std::string broken = FindBrokenPromises(generated.machine, generated.arguments, run);
-    broken += place < run.after.calls.size() ? FailCall(generated, run, place, choice)
-                                             : FindBrokenPromisesBetweenRuns(generated);
+    if (place >= run.after.calls.size())
+        broken += FindBrokenPromisesBetweenRuns(generated);
+    else if (choice >= 128)
+        broken += FindBrokenPromisesBetweenFailingRuns(generated, place, place + 1);
+    else
+        broken += FailCall(generated, run, place, choice);
     if (!broken.empty()) {
         std::cerr << broken;
         __builtin_trap();

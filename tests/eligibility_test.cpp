@@ -46,6 +46,7 @@ TEST(UserSampling, TakesTheBandOfIRandomOnZR) {
         {"dword:ffffffff", "GetIRandomFromRegistry: iRandom = 4294967295\n"},
         {"\"5\"", numbers("53", "53")},
         {"hex:07", numbers("7", "7")},
+        {"hex:", numbers("0", "0")},
         {"\"47\"", "RegQueryValueExW failed for iRandom in: " + key + " (Error 234)\n"},
     };
     for (const auto& [value, lines] : cases) {

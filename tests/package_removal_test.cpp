@@ -24,5 +24,15 @@ TEST(PackageRemoval, KnowsTheCacheFolder) {
         EXPECT_FALSE(IsInInstallerCache(path));
 }
 
+TEST(PackageRemoval, ASimulatedOneTakesAwayAndCleansNothing) {
+    Machine machine;
+    const platform::simulated::MachineScope scope(machine);
+    RemovalErrors errors;
+    const RemovalOutcome outcome = RemovePackage(kCache + u"a.msp", true, u"", errors);
+    EXPECT_EQ(outcome, RemovalOutcome::Simulated);
+    EXPECT_TRUE(IsTakenAway(outcome));
+    EXPECT_FALSE(IsCleaned(outcome));
+}
+
 }  // namespace
 }  // namespace saltrove

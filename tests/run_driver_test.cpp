@@ -37,6 +37,7 @@ TEST(RunDriver, WritesItsRecordsInOrderAndHandsPathsOnUnchanged) {
     EXPECT_EQ(written, u"\\CurrentPatchVersion \\CurrentPatchType (" + path + u") (" + path +
                            u") \\AffectedMachine \\PatchMarkForDeletionList \\CleanupTime "
                            u"\\OrphanPatchCount \\AffectedMachine \\ExitState ");
+    EXPECT_EQ(FindNumbers(machine, "RegCreateKeyExW"), (std::vector<std::uint64_t>{0, 0x20006, 0}));
 }
 
 }  // namespace

@@ -69,44 +69,6 @@ TEST(UserLaunch, StartsTheProcessUnderTheUsersToken) {
     }
 }
 
-TEST(UserLaunch, WhateverFailsNothingIsStartedAndTheRunSucceeds) {
-    const std::string command =
-        "CommandLine to run in user context: C:\\Windows\\Temp\\Saltrove.exe "
-        "{5B7A90E1-4D2E-4C19-8A54-EC83016FC300} usercontext\n";
-    const struct {
-        const char* call;
-        std::u16string subject;
-        unsigned first;
-        std::string lines;
-        DWORD session = 0;
-    } cases[] = {
-        {"CreateProcessWithTokenW", u"", 1, kInside + kToken + command, 7},
-        {"GetModuleHandleW", u"", 1, kInside},
-        {"GetProcAddress", u"Kernel32.dll!QueryFullProcessImageNameW", 1, kInside},
-        {"CreateToolhelp32Snapshot", u"", 1, kInside},
-        {"Process32FirstW", u"", 1, kInside},
-        {"OpenProcess", u"", 1, kInside},
-        {"QueryFullProcessImageNameW", u"", 1, kInside},
-        {"WTSEnumerateSessionsW", u"", 1, kInside},
-        {"OpenProcess", u"", 2, kInside},
-        {"OpenProcessToken", kUser, 1, kInside},
-        {"DuplicateTokenEx", u"", 1, kInside + kToken},
-        {"CreateProcessAsUserW", u"", 1, kInside + kToken},
-    };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.call);
-        Machine machine = MakeUserMachine();
-        AddFault(machine, row.call, row.subject, 5, row.first);
-        machine.process.session = row.session;
-        EXPECT_EQ(RunTool(machine, {kProduct, u"24.3.20790"}), 0);
-        EXPECT_NE(ReadLogText(machine).find("Exe is running in system context\n" + row.lines +
-                                            "\n========== Cleanup Completed"),
-                  std::string::npos);
-        EXPECT_NE(ReadStoreText(machine).find("ExitState=dword:00000000"), std::string::npos);
-        EXPECT_TRUE(machine.startedProcesses.empty());
-    }
-}
-
 TEST(UserLaunch, ALineThatDoesNotFitIsGivenUpBeforeTheShellIsOpened) {
     Machine machine = MakeUserMachine();
     const std::u16string start = u"C:\\Windows\\Temp\\Saltrove.exe ";

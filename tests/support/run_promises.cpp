@@ -139,6 +139,24 @@ void CheckRecords(const FinishedRun& run, Findings& findings) {
                         "no other key is made", key);
 }
 
+/// A process is started by LocalSystem alone, once, at the end of a real run, for the marker of
+/// another account; and a log that tells of one tells the truth.
+void CheckLaunch(const FinishedRun& run, Findings& findings) {
+    const saltrove::RunRecord& record = run.report.record;
+    const Machine& machine = run.after;
+    const auto& started = machine.startedProcesses;
+    const bool mayStart = machine.process.account == platform::simulated::kMachineAccount &&
+                          !record.simulate && record.exitState == ExitState::Success;
+    findings.Expect(started.size() <= (mayStart ? 1U : 0U), "LocalSystem alone starts a process");
+    for (const auto& process : started)
+        findings.Expect(process.account != machine.process.account &&
+                            process.commandLine == machine.process.module + u" " +
+                                                       record.productCode + u" usercontext",
+                        "what is started sets the marker of another account");
+    findings.Expect(!started.empty() || run.report.logBytes.find("Spawned") == std::string::npos,
+                    "the log tells of a process that there is");
+}
+
 /// What is told of each file is what became of it.
 void CheckExplanation(const Machine& before, const FinishedRun& run, Findings& findings) {
     const replay::Explanation told = replay::ExplainRun(before, run.report);
@@ -303,6 +321,7 @@ std::string FindBrokenPromises(const Machine& before, const std::vector<std::u16
                     "a run that was refused or simulated touches nothing");
     CheckDrive(before, run, findings);
     CheckRecords(run, findings);
+    CheckLaunch(run, findings);
     CheckExplanation(before, run, findings);
     return findings.lines_;
 }
@@ -329,7 +348,8 @@ std::string FindBrokenPromisesBetweenRuns(const GeneratedMachine& generated) {
     return findings.lines_;
 }
 
-std::string FindBrokenPromisesBetweenFailingRuns(const GeneratedMachine& generated) {
+std::string FindBrokenPromisesBetweenFailingRuns(const GeneratedMachine& generated,
+                                                 std::size_t first, std::size_t last) {
     if (generated.arguments.size() < 2 || generated.arguments.size() > 3)
         return {};
     Findings findings;
@@ -342,7 +362,7 @@ std::string FindBrokenPromisesBetweenFailingRuns(const GeneratedMachine& generat
     const FinishedRun quiet = FinishRun(withoutLog, real);
     const FinishedRun simulated = FinishRun(withLog, simulation);
     const auto& calls = logged.after.calls;
-    for (std::size_t place = 0; place < calls.size(); ++place) {
+    for (std::size_t place = first; place < std::min(last, calls.size()); ++place) {
         const platform::DWORD code = GetPlausibleErrors(calls[place].call).back();
         // The same call of another run fails; nothing does where that run does not make it.
         const auto failIn = [&](const FinishedRun& other) -> std::optional<Fault> {

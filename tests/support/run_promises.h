@@ -4,6 +4,8 @@
 #include "support/generated_machines.h"
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <set>
 #include <span>
@@ -41,9 +43,12 @@ struct FinishedRun {
 /// log, one behind the other, behind a restart.
 [[nodiscard]] std::string FindBrokenPromisesBetweenRuns(const GeneratedMachine& generated);
 
-/// The same with each call failing in turn, in both of two runs where both make it; and that no
-/// later run takes what one on the machine as it was would have kept.
-[[nodiscard]] std::string FindBrokenPromisesBetweenFailingRuns(const GeneratedMachine& generated);
+/// The same with calls failing, in both of two runs where both make them; and that no later run
+/// takes what one on the machine as it was would have kept. The calls from the `first` to the one
+/// before the `last` fail, one in each run, as far as there are so many.
+[[nodiscard]] std::string FindBrokenPromisesBetweenFailingRuns(const GeneratedMachine& generated,
+                                                               std::size_t first = 0,
+                                                               std::size_t last = SIZE_MAX);
 
 /// The kind of the call at `place` of a run's calls, such as "late MsiGetPatchInfoExW
 /// LocalPackage": what was asked for, and whether the list of all products had been begun.
