@@ -87,6 +87,9 @@ TEST(ShellResolution, ReadsBelowTheHiveThatThePathNames) {
 TEST(ShellResolution, TheShellIsTheOneInTheFirstActiveSession) {
     using platform::simulated::OtherProcess;
     using platform::simulated::Session;
+    const OtherProcess shell = {4, 1, u"S-1-5-9", kExplorer};
+    const OtherProcess other = {8, 2, u"S-1-5-9", u"c:\\WINDOWS\\explorer.EXE"};
+    const OtherProcess ofServices = {4, 0, u"S-1-5-9", kExplorer};
     const struct {
         const char* name;
         std::vector<Session> sessions;
@@ -94,21 +97,16 @@ TEST(ShellResolution, TheShellIsTheOneInTheFirstActiveSession) {
         const char* failingCall;
         DWORD id;
     } cases[] = {
-        {"One", {{1, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "none", 4},
-        {"Nobody", {{1, false}}, {{4, 1, u"S-1-5-9", kExplorer}}, "none", 0},
-        {"NotFirst", {{2, true}, {1, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "none", 0},
-        {"SecondMatches",
-         {{1, false}, {2, true}},
-         {{4, 1, u"S-1-5-9", kExplorer}, {8, 2, u"S-1-5-9", u"c:\\WINDOWS\\explorer.EXE"}},
-         "none",
-         8},
+        {"One", {{1, true}}, {shell}, "none", 4},
+        {"Nobody", {{1, false}}, {shell}, "none", 0},
+        {"NotFirst", {{2, true}, {1, true}}, {shell}, "none", 0},
+        {"SecondMatches", {{1, false}, {2, true}}, {shell, other}, "none", 8},
         {"OtherFolder", {{1, true}}, {{4, 1, u"S-1-5-9", u"C:\\explorer.exe"}}, "none", 0},
-        {"NoProcess", {{1, true}}, {}, "none", 0},
-        {"SessionUnread", {{0, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "ProcessIdToSessionId", 4},
-        {"NobodyAndServices", {{1, false}}, {{4, 0, u"S-1-5-9", kExplorer}}, "none", 0},
-        {"ListUnread", {{1, true}}, {{4, 0, u"S-1-5-9", kExplorer}}, "WTSEnumerateSessionsW", 0},
-        {"NoModule", {{1, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "GetModuleHandleW", 0},
-        {"NoPicture", {{1, true}}, {{4, 1, u"S-1-5-9", kExplorer}}, "CreateToolhelp32Snapshot", 0},
+        {"SessionUnread", {{0, true}}, {shell}, "ProcessIdToSessionId", 4},
+        {"NobodyAndServices", {{1, false}}, {ofServices}, "none", 0},
+        {"ListUnread", {{1, true}}, {ofServices}, "WTSEnumerateSessionsW", 0},
+        {"NoModule", {{1, true}}, {shell}, "GetModuleHandleW", 0},
+        {"NoPicture", {{1, true}}, {shell}, "CreateToolhelp32Snapshot", 0},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace saltrove {
 namespace {
 
@@ -32,14 +34,16 @@ bool Launch(Machine& machine, const std::u16string& commandLine = kCommand) {
     return isLaunched;
 }
 
-const std::string kInside = "Inside LaunchProcessInUserContext\n";
-const std::string kToken = "Inside OpenProcessToken\n";
+const std::string kLines = "Inside LaunchProcessInUserContext\nInside OpenProcessToken\n";
 
 TEST(UserLaunch, StartsTheProcessUnderTheUsersToken) {
     using Numbers = std::vector<std::uint64_t>;
-    for (const DWORD session : {0U, 7U}) {
+    // A session that cannot be read, behind that of the shell, counts as 0.
+    for (const auto& [own, session, failing] :
+         {std::tuple(0U, 0U, 9U), {7U, 7U, 9U}, {7U, 0U, 2U}}) {
         Machine machine = MakeUserMachine();
-        machine.process.session = session;
+        machine.process.session = own;
+        AddFault(machine, "ProcessIdToSessionId", u"", 5, failing);
         EXPECT_TRUE(Launch(machine));
         ASSERT_EQ(machine.startedProcesses.size(), 1U);
         EXPECT_EQ(machine.startedProcesses[0].account, kUser);
@@ -47,7 +51,7 @@ TEST(UserLaunch, StartsTheProcessUnderTheUsersToken) {
         EXPECT_EQ(machine.startedProcesses[0].commandLine, kCommand);
         const std::string command = "CommandLine to run in user context: "
                                     "C:\\Windows\\Temp\\Saltrove.exe {code} usercontext\n";
-        EXPECT_EQ(ReadLogText(machine), kInside + kToken + (session == 0 ? "" : command));
+        EXPECT_EQ(ReadLogText(machine), kLines + (session == 0 ? "" : command));
         EXPECT_EQ(FindNumbers(machine, "CreateProcessAsUserW"),
                   session == 0 ? (Numbers{0, 0x8000000, 0, 0}) : Numbers());
         EXPECT_EQ(FindNumbers(machine, "CreateProcessWithTokenW"),

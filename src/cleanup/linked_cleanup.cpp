@@ -74,10 +74,10 @@ void LogPlan(const Plan& plan, const std::u16string& productVersion) {
 
 void LogPatch(const PatchRecord& patch) {
     WriteRunLog(u"");
-    WriteRunLog(u"Patch: " + patch.version + u" (" +
-                std::u16string(platform::GetFileName(patch.localPackage)) + u")");
-    WriteRunLog(u"  State: " + PatchStateName(patch.state) + u", Type: " +
-                std::u16string(PatchTypeOfPackage(patch.packageName)));
+    WriteRunLog(
+        {u"Patch: ", patch.version, u" (", platform::GetFileName(patch.localPackage), u")"});
+    WriteRunLog({u"  State: ", PatchStateName(patch.state), u", Type: ",
+                 PatchTypeOfPackage(patch.packageName)});
 }
 
 /// The line of a fate; empty where its line is that of the removal or there is none.

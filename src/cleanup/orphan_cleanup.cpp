@@ -66,7 +66,7 @@ CacheEntry InspectEntry(const platform::WIN32_FIND_DATAW& found, const LinkedLis
 
 void RemoveOrphan(CacheEntry& entry, bool simulate) {
     WriteRunLog(u"");
-    WriteRunLog(u"Orphan: " + entry.fileName + u" (" + entry.description + u")");
+    WriteRunLog({u"Orphan: ", entry.fileName, u" (", entry.description, u")"});
     entry.outcome = RemovePackage(std::u16string(kInstallerCache) + entry.fileName, simulate,
                                   u"  [MARK FAILED] MoveFileEx error: ", entry.errors);
 }

@@ -87,11 +87,18 @@ void TurnRunLog(bool isOn) {
 }
 
 void WriteRunLog(std::u16string_view text) {
+    WriteRunLog({text});
+}
+
+void WriteRunLog(std::initializer_list<std::u16string_view> pieces) {
     if (runLog.state == LogState::On)
         OpenLogFile();
     if (!runLog.file)
         return;
-    const std::u16string line = FormatTimeStamp().append(text).append(u"\n");
+    std::u16string line = FormatTimeStamp();
+    for (const std::u16string_view piece : pieces)
+        line += piece;
+    line += u'\n';
     if (runLog.state == LogState::Open && !WriteLine(line))
         runLog.state = LogState::Failed;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <optional>
 #include <string_view>
 
@@ -23,6 +24,10 @@ void TurnRunLog(bool isOn);
 /// any length, and may hold line feeds of its own, which become line ends. Does nothing while the
 /// log is off.
 void WriteRunLog(std::u16string_view text);
+
+/// The same with a text that is given in pieces, for a line of every package: while the log is off
+/// no text is made of them.
+void WriteRunLog(std::initializer_list<std::u16string_view> pieces);
 
 /// Closes the file, which writes out the cut line of a log that ended early, and turns the log off:
 /// the state in which a process starts. To be called at the end of the process. Returns the

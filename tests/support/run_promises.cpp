@@ -143,15 +143,15 @@ void CheckRecords(const FinishedRun& run, Findings& findings) {
 /// another account; and a log that tells of one tells the truth.
 void CheckLaunch(const FinishedRun& run, Findings& findings) {
     const saltrove::RunRecord& record = run.report.record;
-    const Machine& machine = run.after;
-    const auto& started = machine.startedProcesses;
-    const bool mayStart = machine.process.account == platform::simulated::kMachineAccount &&
-                          !record.simulate && record.exitState == ExitState::Success;
+    const auto& [account, module] = std::tie(run.after.process.account, run.after.process.module);
+    const auto& started = run.after.startedProcesses;
+    const bool mayStart = account == platform::simulated::kMachineAccount && !record.simulate &&
+                          record.exitState == ExitState::Success;
     findings.Expect(started.size() <= (mayStart ? 1U : 0U), "LocalSystem alone starts a process");
     for (const auto& process : started)
-        findings.Expect(process.account != machine.process.account &&
-                            process.commandLine == machine.process.module + u" " +
-                                                       record.productCode + u" usercontext",
+        findings.Expect(process.account != account &&
+                            process.commandLine ==
+                                module + u" " + record.productCode + u" usercontext",
                         "what is started sets the marker of another account");
     findings.Expect(!started.empty() || run.report.logBytes.find("Spawned") == std::string::npos,
                     "the log tells of a process that there is");
