@@ -33,16 +33,17 @@ void CopyOut(std::u16string_view text, char16_t* buffer) {
 
 UINT MsiEnumPatchesExW(const char16_t* productCode, const char16_t* userSid, DWORD context,
                        DWORD filter, DWORD index, char16_t* patchCode, char16_t* targetProductCode,
-                       DWORD* targetContext, char16_t* /*targetUserSid*/,
-                       DWORD* /*targetUserSidLength*/) {
+                       DWORD* targetContext, char16_t* targetUserSid, DWORD* targetUserSidLength) {
     Machine& machine = GetCurrentMachine();
     if (const auto fault = BeginInstallerCall(machine, "MsiEnumPatchesExW",
                                               productCode == nullptr ? u"" : productCode,
                                               {context, filter, index}))
         return *fault;
     const bool isKnownFilter = filter != 0 && filter <= MSIPATCHSTATE_ALL;
+    // A buffer for the target's SID has to come with its length.
+    const bool hasLength = targetUserSid == nullptr || targetUserSidLength != nullptr;
     if (context != MSIINSTALLCONTEXT_MACHINE || userSid != nullptr || !isKnownFilter ||
-        (productCode != nullptr && !IsGuid(productCode)))
+        !hasLength || (productCode != nullptr && !IsGuid(productCode)))
         return ERROR_INVALID_PARAMETER;
     InstallerTree::Delivery delivery;
     if (const DWORD error =
