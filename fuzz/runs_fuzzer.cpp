@@ -10,12 +10,6 @@ namespace {
 
 using namespace test;
 
-bool IsKnown(const std::string& kind) {
-    const auto losses = GetKnownLosses();
-    return std::any_of(losses.begin(), losses.end(),
-                       [&](const KnownLoss& loss) { return loss.kind == kind; });
-}
-
 /// What is broken when the call at `place` fails in the way that was chosen.
 std::string FailCall(const GeneratedMachine& generated, const FinishedRun& without,
                      std::size_t place, unsigned choice) {
@@ -30,7 +24,7 @@ std::string FailCall(const GeneratedMachine& generated, const FinishedRun& witho
     std::set<std::string> losses;
     std::string broken = FindBrokenPromisesBehind(generated, without, fault, place, losses);
     for (const std::string& kind : losses)
-        broken += IsKnown(kind) ? "" : "a new kind of loss: " + kind + "\n";
+        broken += IsKnownLoss(kind) ? "" : "a new kind of loss: " + kind + "\n";
     return broken;
 }
 

@@ -304,7 +304,7 @@ class MachineMaker {
         if (dice_.HasLuck(10))
             AddFile(kCache + u"old.mspold", false);
         if (dice_.HasLuck(10))
-            AddFile(kCache + u"setup.msi", false);
+            AddFile(kCache + dice_.Pick<const char16_t*>({u"setup.msi", u"saved.msp.bak"}), false);
         std::uint64_t sound = 0;
         if (dice_.HasLuck(5))
             platform::simulated::RegisterDeletion(machine_.registry, u"C:\\Windows\\Temp\\a.tmp",

@@ -63,6 +63,7 @@ struct KnownLoss {
     std::array<unsigned, 8> machines;
 };
 [[nodiscard]] std::span<const KnownLoss> GetKnownLosses();
+[[nodiscard]] bool IsKnownLoss(std::string_view kind);
 
 /// The errors that a call of this name can plausibly give.
 [[nodiscard]] std::vector<platform::DWORD> GetPlausibleErrors(const std::string& call);
