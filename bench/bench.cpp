@@ -78,14 +78,15 @@ double Measure(Machine& machine, Body body) {
     return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
 }
 
-/// Has `body` act on a machine like this; the most bytes that it takes at once.
+/// Has `body` act on a machine like this; the most bytes that it takes at once. What the machine
+/// gives back when a file goes does not make up for them.
 template <typename Body>
-double CountMemory(Machine machine, Body body) {
-    const MachineScope scope(machine);
-    memory = {.isCounted = true};
+double CountMemory(const Machine& machine, Body body) {
+    Machine copy = CopyMachine(machine);
+    const MachineScope scope(copy);
+    StartCounting();
     body();
-    memory.isCounted = false;
-    return static_cast<double>(memory.most);
+    return static_cast<double>(StopCounting());
 }
 
 void RunWithLog(const Subject& subject, std::size_t patches, bool hasLog) {

@@ -2,16 +2,13 @@
 
 #include <cstddef>
 
+/// How much memory is taken, by the replaced operators new and delete.
 namespace bench {
 
-/// The bytes that this program took from the heap, less what it gave back, and the most that it had
-/// at once, both since they were last set to 0 and while `isCounted` is set: counting takes time.
-struct Memory {
-    bool isCounted = false;
-    std::ptrdiff_t live = 0;
-    std::ptrdiff_t most = 0;
-};
+/// Counts what is taken from now on, and of what is given back that alone.
+void StartCounting();
 
-extern Memory memory;
+/// The most bytes that were taken at once since then.
+[[nodiscard]] std::size_t StopCounting();
 
 }  // namespace bench

@@ -34,7 +34,8 @@ bool Launch(Machine& machine, const std::u16string& commandLine = kCommand) {
     return isLaunched;
 }
 
-const std::string kLines = "Inside LaunchProcessInUserContext\nInside OpenProcessToken\n";
+const std::string kInside = "Inside LaunchProcessInUserContext\n";
+const std::string kLines = kInside + "Inside OpenProcessToken\n";
 
 TEST(UserLaunch, StartsTheProcessUnderTheUsersToken) {
     using Numbers = std::vector<std::uint64_t>;
@@ -70,6 +71,24 @@ TEST(UserLaunch, StartsTheProcessUnderTheUsersToken) {
         EXPECT_EQ(FindNumbers(machine, "DuplicateTokenEx"), (Numbers{0x18B, 2, 1, 0}));
         EXPECT_EQ(FindNumbers(machine, "CreateToolhelp32Snapshot"), (Numbers{2, 0}));
         EXPECT_EQ(FindNumbers(machine, "QueryFullProcessImageNameW"), (Numbers{0, 260}));
+    }
+}
+
+TEST(UserLaunch, WhatFailsIsNotGoneRound) {
+    const struct {
+        const char* call;
+        unsigned first;
+        const std::string& lines;
+    } cases[] = {{"OpenProcess", 3, kInside},  // the search has opened two
+                 {"OpenProcessToken", 1, kInside},
+                 {"DuplicateTokenEx", 1, kLines},
+                 {"CreateProcessAsUserW", 1, kLines}};
+    for (const auto& row : cases) {
+        Machine machine = MakeUserMachine();
+        AddFault(machine, row.call, u"", 5, row.first);
+        EXPECT_FALSE(Launch(machine)) << row.call;
+        EXPECT_EQ(ReadLogText(machine), row.lines) << row.call;
+        EXPECT_TRUE(machine.startedProcesses.empty()) << row.call;
     }
 }
 

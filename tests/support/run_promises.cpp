@@ -154,6 +154,12 @@ void CheckLaunch(const FinishedRun& run, Findings& findings) {
                             process.commandLine ==
                                 module + u" " + record.productCode + u" usercontext",
                         "what is started sets the marker of another account");
+    const auto isDeletion = [](const CallRecord& call) { return call.call == "DeleteFileW"; };
+    const auto& calls = run.after.calls;
+    const auto creation = std::find_if(calls.begin(), calls.end(), [](const CallRecord& call) {
+        return call.call.starts_with("CreateProcess");
+    });
+    findings.Expect(std::none_of(creation, calls.end(), isDeletion), "it is started at the end");
     findings.Expect(!started.empty() || run.report.logBytes.find("Spawned") == std::string::npos,
                     "the log tells of a process that there is");
 }
