@@ -17,6 +17,7 @@ struct UncountedAllocator {
     template <typename Other>
     explicit UncountedAllocator(const UncountedAllocator<Other>& /*other*/) {}
     Type* allocate(std::size_t count) {
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): it may be for pointers
         return static_cast<Type*>(std::malloc(count * sizeof(Type)));
     }
     void deallocate(Type* block, std::size_t /*count*/) {

@@ -31,9 +31,11 @@ void CopyOut(std::u16string_view text, char16_t* buffer) {
 
 }  // namespace
 
+// NOLINTBEGIN(readability-non-const-parameter): as Windows declares it
 UINT MsiEnumPatchesExW(const char16_t* productCode, const char16_t* userSid, DWORD context,
                        DWORD filter, DWORD index, char16_t* patchCode, char16_t* targetProductCode,
                        DWORD* targetContext, char16_t* targetUserSid, DWORD* targetUserSidLength) {
+    // NOLINTEND(readability-non-const-parameter)
     Machine& machine = GetCurrentMachine();
     if (const auto fault = BeginInstallerCall(machine, "MsiEnumPatchesExW",
                                               productCode == nullptr ? u"" : productCode,

@@ -109,6 +109,7 @@ LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subKey, DWORD options, DWORD sam
     return ToStatus(ERROR_SUCCESS);
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): as Windows declares it
 LSTATUS RegCreateKeyExW(HKEY key, const char16_t* subKey, DWORD reserved, char16_t* keyClass,
                         DWORD options, DWORD samDesired, const SECURITY_ATTRIBUTES* security,
                         HKEY* result, DWORD* disposition) {
