@@ -1,6 +1,5 @@
 #include "support/run_promises.h"
 
-#include <algorithm>
 #include <iostream>
 
 /// Makes a machine of libFuzzer's bytes, and a call on it that fails. No input may make a run on it
@@ -14,13 +13,10 @@ using namespace test;
 std::string FailCall(const GeneratedMachine& generated, const FinishedRun& without,
                      std::size_t place, unsigned choice) {
     const auto& calls = without.after.calls;
-    const std::string& name = calls[place].call;
-    const auto number = static_cast<unsigned>(
-        std::count_if(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(place) + 1,
-                      [&](const auto& call) { return call.call == name; }));
-    const std::vector<platform::DWORD> codes = GetPlausibleErrors(name);
-    const Fault fault{name, u"", codes[choice / 2 % codes.size()], number,
-                      choice % 2 == 0 ? number : 0xFFFFFFFF};
+    const std::vector<platform::DWORD> codes = GetPlausibleErrors(calls[place].call);
+    Fault fault = MakeFault(calls, place, codes[choice / 2 % codes.size()]);
+    if (choice % 2 != 0)
+        fault.last = 0xFFFFFFFF;
     std::set<std::string> losses;
     std::string broken = FindBrokenPromisesBehind(generated, without, fault, place, losses);
     for (const std::string& kind : losses)

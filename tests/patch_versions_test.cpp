@@ -68,9 +68,9 @@ TEST(PatchVersions, NumbersAreOrderedByTheirEndsAlone) {
 TEST(PatchVersions, LowerCaseIsTheNativeLocalesOrElseTheClassic) {
     test::Machine machine;
     const platform::simulated::MachineScope scope(machine);
-    EXPECT_EQ(LowerCaseCopy(u"C:\\WINDOWS\\\u00C9\u0416[Z"), u"c:\\windows\\\u00E9\u0436[z");
+    EXPECT_EQ(LowerCaseCopy(u"C:\\WINDOWS\\\u00C9\u0416[Z", {}), u"c:\\windows\\\u00E9\u0436[z");
     test::AddFault(machine, "_create_locale", u"", 1);
-    EXPECT_EQ(LowerCaseCopy(u"C:\\WINDOWS\\\u00C9[Z"), u"c:\\windows\\\u00C9[z");
+    EXPECT_EQ(LowerCaseCopy(u"C:\\WINDOWS\\\u00C9[Z", {}), u"c:\\windows\\\u00C9[z");
     test::ExpectNothingOpen(machine);
 }
 

@@ -28,9 +28,7 @@ class NativeLocale {
     std::unique_ptr<std::remove_pointer_t<platform::_locale_t>, Closer> native_;
 };
 
-/// A copy in which each 16-bit character is lower-cased by `locale`, or by one that is set up for
-/// this call.
-[[nodiscard]] std::u16string LowerCaseCopy(std::u16string_view text,
-                                           const NativeLocale& locale = NativeLocale());
+/// A copy in which each 16-bit character is lower-cased by `locale`.
+[[nodiscard]] std::u16string LowerCaseCopy(std::u16string_view text, const NativeLocale& locale);
 
 }  // namespace saltrove

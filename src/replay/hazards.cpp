@@ -9,6 +9,7 @@
 #include "replay/reasons.h"
 
 #include <algorithm>
+#include <deque>
 #include <map>
 #include <set>
 #include <utility>
@@ -368,6 +369,7 @@ bool MayBeShortNameOf(std::u16string_view path, const std::u16string& longName) 
 }
 
 Findings FindOtherSpellings(const HazardSources& sources) {
+    const saltrove::NativeLocale locale;
     std::deque<LinkedPatch> links = sources.record.orphans->linked.patches;
     for (const PatchDecision& decision : sources.record.linked->patches)
         links.push_back(
@@ -386,8 +388,9 @@ Findings FindOtherSpellings(const HazardSources& sources) {
         const std::u16string place = LocateFile(link.path);
         const auto exact = files.find(place);
         if (exact != files.end() &&
-            saltrove::LowerCaseCopy(link.path) !=
-                saltrove::LowerCaseCopy(std::u16string(saltrove::kInstallerCache) + exact->second))
+            saltrove::LowerCaseCopy(link.path, locale) !=
+                saltrove::LowerCaseCopy(std::u16string(saltrove::kInstallerCache) + exact->second,
+                                        locale))
             add(exact->second);
         if (exact != files.end() || place.find(u'~') == std::u16string::npos)
             continue;

@@ -92,14 +92,15 @@ class TableBuilder {
     std::pair<std::size_t, bool> FindRow(const std::u16string& path) {
         const std::size_t next = table_.rows.size();
         if (!path.empty()) {
-            const auto [place, isNew] = places_.try_emplace(saltrove::LowerCaseCopy(path), next);
+            const auto [place, isNew] =
+                places_.try_emplace(saltrove::LowerCaseCopy(path, locale_), next);
             if (!isNew)
                 return {place->second, false};
         }
         PackageRow row;
         row.path = path;
         const std::u16string_view name = platform::GetFileName(path);
-        const bool isCached = saltrove::IsInInstallerCache(path) &&
+        const bool isCached = saltrove::IsInInstallerCache(path, locale_) &&
                               name.size() + saltrove::kInstallerCache.size() == path.size();
         row.file = isCached ? name : path;
         table_.rows.push_back(std::move(row));
@@ -260,6 +261,7 @@ class TableBuilder {
 
     const RunRecord& record_;
     const Machine& before_;
+    const saltrove::NativeLocale locale_;
     PackageTable table_;
     std::unordered_map<std::u16string, std::size_t> places_;  ///< of rows, by path in lower case
     std::unordered_set<std::u16string> told_;                 ///< the patches that have a row

@@ -251,15 +251,6 @@ void CompareLogged(const FinishedRun& logged, const FinishedRun& quiet, Findings
     findings.Expect(format(logged) == format(quiet), "the log changes no value");
 }
 
-/// The fault that meets the call at `place` alone.
-Fault MakeFault(const std::vector<CallRecord>& calls, std::size_t place, platform::DWORD code) {
-    const std::string& name = calls[place].call;
-    const auto number = static_cast<unsigned>(
-        std::count_if(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(place) + 1,
-                      [&](const CallRecord& call) { return call.call == name; }));
-    return {name, u"", code, number, number};
-}
-
 /// The place in another run's calls of the call at `place` of these: of the same name and subject,
 /// behind as many of that kind. Nothing if it is not made there.
 std::optional<std::size_t> FindSameCall(const std::vector<CallRecord>& calls, std::size_t place,
@@ -312,6 +303,14 @@ FinishedRun FinishRun(const Machine& machine, const std::vector<std::u16string>&
             AskFor(run.asked, call.subject);
     }
     return run;
+}
+
+Fault MakeFault(const std::vector<CallRecord>& calls, std::size_t place, platform::DWORD code) {
+    const std::string& name = calls[place].call;
+    const auto number = static_cast<unsigned>(
+        std::count_if(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(place) + 1,
+                      [&](const CallRecord& call) { return call.call == name; }));
+    return {name, u"", code, number, number};
 }
 
 std::string FindBrokenPromises(const Machine& before, const std::vector<std::u16string>& arguments,

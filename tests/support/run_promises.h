@@ -34,6 +34,10 @@ struct FinishedRun {
                                     const std::vector<std::u16string>& arguments,
                                     const std::optional<Fault>& fault = std::nullopt);
 
+/// The fault that meets the call at `place` of a run's calls, and no other.
+[[nodiscard]] Fault MakeFault(const std::vector<platform::simulated::CallRecord>& calls,
+                              std::size_t place, platform::DWORD code);
+
 /// The promises that a run broke, a line each; empty if there are none.
 [[nodiscard]] std::string FindBrokenPromises(const Machine& before,
                                              const std::vector<std::u16string>& arguments,

@@ -134,11 +134,10 @@ BOOL CloseHandle(HANDLE handle) {
     }
     const OpenHandle closed = std::move(opened->second);
     machine.open.handles.erase(opened);
-    return machine.BeginCall(
-               "CloseHandle", closed.account,
-               {static_cast<std::uint64_t>(closed.kind), closed.access, closed.processId})
-               ? 0
-               : 1;
+    const auto kind = static_cast<std::uint64_t>(closed.kind);
+    const auto fault =
+        machine.BeginCall("CloseHandle", closed.account, {kind, closed.access, closed.processId});
+    return fault ? 0 : 1;
 }
 
 HANDLE GetCurrentProcess() {
