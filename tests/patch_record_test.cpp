@@ -30,12 +30,5 @@ TEST(InstallerQuery, ReadsANumberAsFarAsItGoes) {
         EXPECT_EQ(ReadDecimalPrefix(text), 0);
 }
 
-TEST(PatchRecord, APatchThatIsDeliveredTwiceIsTwo) {
-    test::Machine machine = test::MakeIncrementalMachine();
-    test::AddPatch(machine, 4, {1, u"Update", u"Upd", u"4.msp"});
-    test::RunWithLog(machine,
-                     [] { EXPECT_EQ(EnumerateProductPatches(test::kProduct).size(), 7U); });
-}
-
 }  // namespace
 }  // namespace saltrove

@@ -60,27 +60,6 @@ TEST(Preservation, FateOfAPatch) {
     }
 }
 
-TEST(Preservation, CurrentPatchIsTheFirstAppliedOneOfTheVersion) {
-    const std::vector<PatchRecord> patches = {
-        Make(2, u"24.3.20790", u"2400320701"),
-        Make(1, u"24.3.20791", u"2400320702"),
-        Make(3, u"24.3.20790", u"2400320703"),
-        Make(1, u"24.3.20790.7", u"2400320704"),
-        Make(1, u"24.3.20790.8", u"2400320705"),
-        Make(1, u"", u"2400320706"),
-        Make(1, u"1.2", u""),
-        Make(1, u"1.2", u"2400320707"),
-    };
-    const auto number = [&](const char16_t* version) {
-        const PatchRecord* current = FindCurrentPatch(patches, version);
-        return current == nullptr ? u"(none)" : current->versionNumber;
-    };
-    EXPECT_EQ(number(u"24.3.20790"), u"2400320704");
-    EXPECT_EQ(number(u"24.3.20792"), u"(none)");
-    EXPECT_EQ(number(u""), u"2400320706") << "an empty version is that of a patch without one";
-    EXPECT_EQ(number(u"1.2"), u"") << "the search stops at the first, though it has no number";
-}
-
 TEST(Preservation, BoundariesAreTheHighestNumbersAndTheFirstOfEquals) {
     const std::vector<PatchRecord> patches = {
         Make(2, u"24.1.1", u"2400120604"),
